@@ -1,0 +1,27 @@
+# Flags of every target of this project, kept off the third-party test framework.
+add_library(kvhttp_flags INTERFACE)
+
+target_compile_definitions(kvhttp_flags INTERFACE
+  UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN STRICT _WIN32_WINNT=0x0600)
+
+if(MSVC)
+  target_compile_options(kvhttp_flags INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /EHsc /guard:cf)
+else()
+  target_compile_options(kvhttp_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+    -Wcast-qual -Woverloaded-virtual -Wformat=2 -Wundef -Wunused
+    -ffunction-sections -fdata-sections
+    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}=." "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build")
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(kvhttp_flags INTERFACE -Wduplicated-cond -Wlogical-op -Wuseless-cast)
+  endif()
+  target_link_options(kvhttp_flags INTERFACE -static -Wl,--gc-sections -Wl,--no-insert-timestamp)
+  if(KVHTTP_COVERAGE)
+    target_compile_options(kvhttp_flags INTERFACE --coverage -O0 -g)
+    target_link_options(kvhttp_flags INTERFACE --coverage)
+  endif()
+  if(KVHTTP_TRAP_UNDEFINED)
+    target_compile_options(kvhttp_flags INTERFACE
+      -fsanitize=undefined -fsanitize-undefined-trap-on-error)
+  endif()
+endif()

@@ -1,0 +1,79 @@
+// What a host needs to use the HttpRaw component: create CLSID_HttpRaw with CoCreateInstance, ask for
+// IID_IHttpRaw, post form data, poll the status, take the answer. This header stands alone; it needs
+// the Windows headers and C++17 or later.
+//
+// Threads: the component is registered for the apartment model. Make all calls on an object from the
+// thread that created it, and keep that thread's message queue running while a request runs: the
+// platform's error dialog is shown over a window of that thread.
+#pragma once
+
+#include <windows.h>
+
+#include <oleauto.h>
+#include <unknwn.h>
+
+inline constexpr CLSID CLSID_HttpRaw = {
+    0x6F2A1C3E, 0x5B7D, 0x4E21, {0x9A, 0x0C, 0x3D, 0x8E, 0x47, 0xB1, 0xF5, 0xA2}};
+
+inline constexpr IID IID_IHttpRaw = {
+    0x4C7E2B19, 0x0D3A, 0x4F86, {0xB5, 0xE1, 0x97, 0xA2, 0xC4, 0xD8, 0xE0, 0x63}};
+
+// State of an object's request. Only REQ_STATUS_SENDING and REQ_STATUS_RECEIVING mean that it still
+// runs; 4 and 8 never occur.
+enum HttpRequestStatus : unsigned long
+{
+    REQ_STATUS_HTTP_ERROR = 0,     // the server answered 400, 401, 404 or 405
+    REQ_STATUS_IDLE = 1,           // nothing has been sent yet
+    REQ_STATUS_FAILED = 2,         // the exchange could not be carried out
+    REQ_STATUS_NOT_CONNECTED = 3,  // no connection, or the user cancelled the error dialog
+    REQ_STATUS_SENDING = 5,
+    REQ_STATUS_RECEIVING = 6,
+    REQ_STATUS_TIMEOUT = 7,  // too slow, or too many resends or redirects
+    REQ_STATUS_DONE = 9      // the answer is complete
+};
+
+MIDL_INTERFACE("4C7E2B19-0D3A-4F86-B5E1-97A2C4D8E063")
+IHttpRaw : public IUnknown
+{
+public:
+    // Posts data to url and returns at once. Both are copied and must not be null.
+    // S_OK: started; a worker that could not be started shows as REQ_STATUS_FAILED.
+    // E_INVALIDARG: url or data is empty, nothing was started. E_FAIL: out of memory.
+    virtual HRESULT STDMETHODCALLTYPE PostRequest(const wchar_t* url, const wchar_t* data) = 0;
+
+    // Posts to url, which must not be null. What follows its first '?' is taken off and becomes the
+    // data. A url without '?', or with '?' as its first character, is posted as it stands with the
+    // data of the previous call on this object. Results as PostRequest.
+    virtual HRESULT STDMETHODCALLTYPE PostUrl(const wchar_t* url) = 0;
+
+    // Stores an HttpRequestStatus in *status and returns S_OK. This call enforces the time-out: an
+    // object that is not polled has none. E_INVALIDARG: status is null.
+    virtual HRESULT STDMETHODCALLTYPE GetRequestStatus(unsigned long* status) = 0;
+
+    // Stores the answer, decoded from UTF-8, in *response, which the caller frees with SysFreeString;
+    // response may be null. Call it only when the request has ended. E_FAIL: nothing has been sent, or
+    // there is no answer in memory (an empty one, one that went to a file, or an exchange that did not
+    // end in REQ_STATUS_DONE); *response is untouched then. Once something has been sent, every call
+    // forgets the path of SetDownloadFile.
+    virtual HRESULT STDMETHODCALLTYPE GetResponseData(BSTR* response) = 0;
+
+    // Settings of the next request; one that runs is not affected. None is checked, all return S_OK.
+
+    // The file that the next answers are written to, replacing what is there; empty: keep the answer
+    // in memory. The text is copied.
+    virtual HRESULT STDMETHODCALLTYPE SetDownloadFile(const wchar_t* path) = 0;
+
+    // The window over which the platform's error dialog appears. Without one that exists, it appears
+    // over the desktop.
+    virtual HRESULT STDMETHODCALLTYPE SetParentWnd(HWND parent) = 0;
+
+    // In seconds; 0 means 60.
+    virtual HRESULT STDMETHODCALLTYPE SetTimeout(unsigned long seconds) = 0;
+
+    // Nonzero, as at the start: an answer kept in memory is written to the trace as plain text.
+    virtual HRESULT STDMETHODCALLTYPE SetTraceResponse(unsigned long flag) = 0;
+};
+
+#ifdef __CRT_UUID_DECL
+__CRT_UUID_DECL(IHttpRaw, 0x4C7E2B19, 0x0D3A, 0x4F86, 0xB5, 0xE1, 0x97, 0xA2, 0xC4, 0xD8, 0xE0, 0x63)
+#endif

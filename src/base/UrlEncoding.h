@@ -1,0 +1,9 @@
+// Percent-encoding of text on its way into the trace, where URLs and form data never stand plain.
+#pragma once
+
+#include "base/StringEx.h"
+
+// Replaces text with the percent-encoding of its UTF-8 form: every byte, letters and digits included,
+// becomes '%' and two upper-case hexadecimal digits. The text is unchanged when it cannot be
+// converted, and empty when the memory for the result is not to be had.
+void EncodeURL(CStringEx& text);

@@ -1,0 +1,61 @@
+// The module's one component. It holds the host's settings, starts each request on a worker thread, and
+// hands back status and answer. All calls come from the host's thread, the one that created the object.
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <vector>
+
+#include "base/StringEx.h"
+#include "kvHttp/HttpRaw.h"
+#include "request/HttpRequest.h"
+#include "server/Unknown.h"
+#include "session/HttpSession.h"
+
+class CHttpRaw : public CUnknown, public IHttpRaw
+{
+public:
+    // Stores a component with one reference. CLASS_E_NOAGGREGATION when pUnknownOuter is not null.
+    // Intended: without memory it stores null and still returns S_OK.
+    static HRESULT CreateInstance(IUnknown* pUnknownOuter, CUnknown** ppNewComponent);
+
+    // E_INVALIDARG when ppv is null; *ppv is null on E_NOINTERFACE.
+    HRESULT STDMETHODCALLTYPE NondelegatingQueryInterface(REFIID riid, void** ppv) override;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+
+    // The contracts of these are in the public header.
+    HRESULT STDMETHODCALLTYPE PostRequest(const wchar_t* url, const wchar_t* data) override;
+    HRESULT STDMETHODCALLTYPE PostUrl(const wchar_t* url) override;
+    HRESULT STDMETHODCALLTYPE GetRequestStatus(unsigned long* status) override;
+    HRESULT STDMETHODCALLTYPE GetResponseData(BSTR* response) override;
+    HRESULT STDMETHODCALLTYPE SetDownloadFile(const wchar_t* path) override;
+    HRESULT STDMETHODCALLTYPE SetParentWnd(HWND parent) override;
+    HRESULT STDMETHODCALLTYPE SetTimeout(unsigned long seconds) override;
+    HRESULT STDMETHODCALLTYPE SetTraceResponse(unsigned long flag) override;
+
+private:
+    explicit CHttpRaw(IUnknown* pUnknownOuter) : CUnknown(pUnknownOuter) {}
+    ~CHttpRaw() override;
+
+    // Starts the exchange on the worker and returns at once. S_OK also when the worker could not be
+    // started (REQ_STATUS_FAILED); E_FAIL when there is no memory for the request.
+    HRESULT StartRequest();
+    bool PrepareRequest();
+
+    CHttpSession m_session;
+    std::unique_ptr<CHttpRequest> m_pRequest;  // null until the first send, then reused
+    CStringEx m_strUrl;
+    CStringEx m_strData;
+    CStringEx m_strDownloadFile;  // empty: keep the answer in memory
+    HWND m_hWndParent = nullptr;
+    unsigned long m_nTimeout = 0;  // in seconds; 0 means 60
+    unsigned long m_bTraceResponse = 1;
+
+    // Requests that a later send overtook: each was told to stop, and waits here until its worker has
+    // left it.
+    std::vector<std::unique_ptr<CHttpRequest>> m_overtaken;
+};

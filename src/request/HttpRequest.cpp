@@ -1,0 +1,251 @@
+#include "request/HttpRequest.h"
+
+#include <comdef.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "trace/AutoFunTrace.h"
+#include "trace/Trace.h"
+
+std::atomic<DWORD> g_dwSecurityFlags{0};
+
+namespace
+{
+
+constexpr DWORD kDefaultTimeoutMs = 60000;
+constexpr DWORD kThreadExitTimeoutMs = 60000;
+constexpr int kMaxRedirects = 5;
+
+struct BstrDeleter
+{
+    void operator()(OLECHAR* bstr) const { SysFreeString(bstr); }
+};
+using UniqueBstr = std::unique_ptr<OLECHAR, BstrDeleter>;
+
+// Neither constructor nor destructor may fail because a trace record could not be made.
+void TraceObject(const wchar_t* pszText, const void* object)
+try
+{
+    TraceTextVar(kTraceProgress, pszText, "(void*)this", CVarAdapter(object));
+}
+catch (const _com_error&)
+{
+    // The record is lost.
+}
+
+}  // namespace
+
+CHttpRequest::CHttpRequest(HINTERNET hSession) : m_hSession(hSession)
+{
+    const CAutoFunTrace trace("CHttpRequest::CHttpRequest");
+    TraceObject(L"CHttpRequest::CHttpRequest, object=0x%X", this);
+    SetAutoDelete(false);
+    m_timer.Start();
+}
+
+CHttpRequest::~CHttpRequest()
+{
+    const CAutoFunTrace trace("CHttpRequest::~CHttpRequest\n");
+    TraceObject(L"CHttpRequest::~CHttpRequest, object=0x%X", this);
+    TraceText(kTraceProgress, L"Wait Thread exit...");
+    Abandon();
+    WaitThreadExit(kThreadExitTimeoutMs, true);
+
+    FreeData();
+    CloseConnection();
+    if (IsWindow(m_hWnd))
+    {
+        DestroyWindow(m_hWnd);
+        m_hWnd = nullptr;
+    }
+}
+
+HRESULT CHttpRequest::SetUrl(const wchar_t* lpszUrl, const wchar_t* lpszPostData)
+{
+    if (lpszUrl == nullptr)
+    {
+        return E_INVALIDARG;
+    }
+    m_strUrl = lpszUrl;
+    m_url.Crack(m_strUrl);
+    m_strPostData = lpszPostData;
+    return S_OK;
+}
+
+HRESULT CHttpRequest::SetFile(const wchar_t* lpszFile)
+{
+    if (lpszFile == nullptr)
+    {
+        return E_INVALIDARG;
+    }
+    m_strFile = lpszFile;
+    TraceTextVar(kTraceProgress, L"Http download file to :[%s]", "lpszFile", CVarAdapter(lpszFile));
+    return S_OK;
+}
+
+bool CHttpRequest::IsIdle() const
+{
+    switch (m_emStatus)
+    {
+        case REQ_STATUS_SENDING:
+        case REQ_STATUS_RECEIVING:
+        case REQ_STATUS_TIMEOUT:  // the owner's poll may have said so while the worker is still blocked
+            return HasLeft();
+        default:
+            return AwaitLeaveBriefly();
+    }
+}
+
+bool CHttpRequest::StartWorker()
+{
+    m_bAbandoned = false;
+    // A host that polls a reused object at once must not be told of a time-out by the last exchange.
+    m_timer.Start();
+    return Start();
+}
+
+void CHttpRequest::Abandon()
+{
+    m_bStop = 1;
+    m_bAbandoned = true;
+    CloseRequest();
+}
+
+void CHttpRequest::UpdateRequestStatus(HttpRequestStatus emStatus)
+{
+    const CAutoFunTrace trace("CHttpRequest::UpdateRequestStatus");
+    TraceTextVar(kTraceProgress, nullptr, "emStatus", CVarAdapter(static_cast<unsigned long>(emStatus)));
+    m_emStatus.exchange(emStatus);
+}
+
+HRESULT CHttpRequest::GetStatus(unsigned long* pdwStatus)
+{
+    const HttpRequestStatus emStatus = m_emStatus;
+    if (emStatus == REQ_STATUS_SENDING || emStatus == REQ_STATUS_RECEIVING)
+    {
+        if (m_timer.GetElapsed() > GetTimeoutMs())
+        {
+            UpdateRequestStatus(REQ_STATUS_TIMEOUT);
+            m_bStop = 1;
+        }
+    }
+    *pdwStatus = m_emStatus;
+    return S_OK;
+}
+
+HRESULT CHttpRequest::GetResponse(BSTR* pbstrResponse) const
+{
+    if (m_pData == nullptr)
+    {
+        return E_FAIL;
+    }
+    CStringEx strResponse;
+    strResponse.SetUTF8(reinterpret_cast<const char*>(m_pData));
+    const UniqueBstr bstrText(SysAllocString(strResponse.c_str()));
+    if (bstrText == nullptr)
+    {
+        _com_issue_error(E_OUTOFMEMORY);
+    }
+    if (pbstrResponse != nullptr)
+    {
+        const BSTR bstrCopy = SysAllocStringByteLen(reinterpret_cast<const char*>(bstrText.get()),
+                                                    SysStringByteLen(bstrText.get()));
+        if (bstrCopy == nullptr)
+        {
+            _com_issue_error(E_OUTOFMEMORY);
+        }
+        *pbstrResponse = bstrCopy;
+    }
+    return S_OK;
+}
+
+DWORD CHttpRequest::GetTimeoutMs() const
+{
+    return m_nTimeout != 0 ? m_nTimeout * 1000 : kDefaultTimeoutMs;
+}
+
+unsigned CHttpRequest::Run()
+{
+    try
+    {
+        CTimeCounter timer;  // intended: nothing reads this clock
+        timer.Start();
+        UpdateRequestStatus(REQ_STATUS_SENDING);
+        DoRequest();
+    }
+    catch (...)
+    {
+        // Only memory that has run out gets here.
+        UpdateRequestStatus(REQ_STATUS_FAILED);
+    }
+    return 0;
+}
+
+HRESULT CHttpRequest::DoRequest()
+{
+    if (!CheckInternetConnection(m_strUrl))
+    {
+        UpdateRequestStatus(REQ_STATUS_NOT_CONNECTED);
+        return E_FAIL;
+    }
+    int redirects = 0;
+    SendResult result = SEND_REOPEN;
+    do
+    {
+        FreeData();
+        CloseRequest();
+        CloseConnection();
+        m_timer.Start();
+        if (!OpenRequest(L"POST"))
+        {
+            UpdateRequestStatus(REQ_STATUS_FAILED);
+            return E_FAIL;
+        }
+        result = SendRequest(m_hRequest, m_strPostData);
+    } while (result == SEND_REOPEN && ++redirects < kMaxRedirects);
+
+    if (redirects == kMaxRedirects)
+    {
+        UpdateRequestStatus(REQ_STATUS_TIMEOUT);
+        return E_FAIL;
+    }
+    if (result != SEND_READ_BODY)
+    {
+        return E_FAIL;
+    }
+    if (m_strFile.GetLength() > 0)
+    {
+        ReadInternetDataToFile(m_hRequest);
+    }
+    else
+    {
+        ReadInternetDataToBuffer(m_hRequest);
+    }
+    return S_OK;
+}
+
+void CHttpRequest::FreeData()
+{
+    std::free(m_pData);
+    m_pData = nullptr;
+    m_dwDataLen = 0;
+}
+
+void CHttpRequest::CloseRequest()
+{
+    const HINTERNET hRequest = m_hRequest.exchange(nullptr);
+    if (hRequest != nullptr)
+    {
+        InternetCloseHandle(hRequest);
+    }
+}
+
+void CHttpRequest::CloseConnection()
+{
+    if (m_hConnect != nullptr)
+    {
+        InternetCloseHandle(m_hConnect);
+        m_hConnect = nullptr;
+    }
+}

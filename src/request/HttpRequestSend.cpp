@@ -1,0 +1,186 @@
+// Connecting and sending: the attempts of one exchange.
+#include <cwchar>
+#include <iterator>
+#include <memory>
+#include <new>
+
+#include "request/HttpRequest.h"
+#include "trace/AutoFunTrace.h"
+#include "trace/Trace.h"
+
+#define STRSAFE_NO_DEPRECATE
+#include <strsafe.h>
+
+namespace
+{
+
+constexpr wchar_t kContentType[] = L"Content-Type: application/x-www-form-urlencoded\r\n";
+constexpr DWORD kContentTypeLength = static_cast<DWORD>(std::size(kContentType) - 1);
+constexpr DWORD kRequestFlags = INTERNET_FLAG_RELOAD | INTERNET_FLAG_NO_CACHE_WRITE |
+                                INTERNET_FLAG_KEEP_CONNECTION | INTERNET_FLAG_RESYNCHRONIZE |
+                                INTERNET_FLAG_PRAGMA_NOCACHE;
+constexpr int kMaxSends = 10;
+
+// What the server is asked for: path and query as the URL has them. Empty when either is absent, null
+// when there is no memory.
+std::unique_ptr<wchar_t[]> MakeObjectName(const URL_COMPONENTSW& uc)
+{
+    const bool bPresent = uc.lpszUrlPath != nullptr && uc.lpszExtraInfo != nullptr;
+    const size_t cch =
+        bPresent ? std::wcslen(uc.lpszExtraInfo) + std::wcslen(uc.lpszUrlPath) + 10 : size_t{1};
+    std::unique_ptr<wchar_t[]> name(new (std::nothrow) wchar_t[cch]());
+    if (bPresent && name != nullptr)
+    {
+        StringCchCatW(name.get(), cch, uc.lpszUrlPath);
+        StringCchCatW(name.get(), cch, uc.lpszExtraInfo);
+    }
+    return name;
+}
+
+// Form data as it goes over the wire. No data, or data that cannot be converted, makes no body.
+class CRequestBody
+{
+public:
+    // False when there is no memory.
+    bool Convert(const wchar_t* lpszPostData)
+    {
+        if (lpszPostData == nullptr || *lpszPostData == L'\0')
+        {
+            return true;
+        }
+        const int cb = WideCharToMultiByte(CP_UTF8, 0, lpszPostData, -1, nullptr, 0, nullptr, nullptr);
+        if (cb <= 0)
+        {
+            return true;
+        }
+        const size_t cbBlock = static_cast<size_t>(cb);
+        m_bytes.reset(new (std::nothrow) char[cbBlock]());
+        if (m_bytes == nullptr)
+        {
+            return false;
+        }
+        const int cbConverted =
+            WideCharToMultiByte(CP_UTF8, 0, lpszPostData, -1, m_bytes.get(), cb, nullptr, nullptr);
+        m_dwLength = static_cast<DWORD>(cbConverted - 1);  // without the terminator
+        return true;
+    }
+
+    void* Bytes() const { return m_bytes.get(); }
+    DWORD Length() const { return m_dwLength; }
+
+private:
+    std::unique_ptr<char[]> m_bytes;
+    DWORD m_dwLength = 0;
+};
+
+}  // namespace
+
+bool CHttpRequest::CheckInternetConnection(const wchar_t* /*lpszUrl*/)
+{
+    DWORD dwState = INTERNET_CONNECTION_LAN;
+    return InternetGetConnectedState(&dwState, 0) != FALSE;
+}
+
+bool CHttpRequest::OpenRequest(const wchar_t* /*lpszVerb*/)
+{
+    const CAutoFunTrace trace("CHttpRequest::OpenRequest\n");
+    const URL_COMPONENTSW& uc = m_url.m_uc;
+    m_hConnect = InternetConnectW(m_hSession, uc.lpszHostName, uc.nPort, nullptr, nullptr,
+                                  INTERNET_SERVICE_HTTP, 0, 0);
+    if (m_hConnect == nullptr)
+    {
+        const DWORD dwError = GetLastError();
+        TraceTextVar(kTraceError, L"InternetConnect failed!", "dwError", CVarAdapter(dwError));
+        return false;
+    }
+
+    const std::unique_ptr<wchar_t[]> name = MakeObjectName(uc);
+    if (name == nullptr)
+    {
+        return false;
+    }
+    const DWORD dwFlags =
+        uc.nScheme == INTERNET_SCHEME_HTTPS ? kRequestFlags | INTERNET_FLAG_SECURE : kRequestFlags;
+    const HINTERNET hRequest =
+        HttpOpenRequestW(m_hConnect, L"POST", name.get(), L"HTTP/1.1", nullptr, nullptr, dwFlags, 0);
+    if (hRequest == nullptr)
+    {
+        const DWORD dwError = GetLastError();
+        TraceTextVar(kTraceError, L"HttpOpenRequest failed!", "dwError", CVarAdapter(dwError));
+        return false;
+    }
+    m_hRequest = hRequest;
+    if (m_bAbandoned)
+    {
+        // The owner looked for a handle to close before this one was there.
+        CloseRequest();
+        return false;
+    }
+    ApplySecurityFlags(hRequest);
+    ApplyTimeouts(hRequest);
+    return true;
+}
+
+void CHttpRequest::ApplySecurityFlags(HINTERNET hRequest) const
+{
+    DWORD dwFlags = 0;
+    DWORD dwLength = sizeof(dwFlags);
+    if (!InternetQueryOptionW(hRequest, INTERNET_OPTION_SECURITY_FLAGS, &dwFlags, &dwLength))
+    {
+        dwFlags = 0;
+    }
+    dwFlags |= SECURITY_FLAG_IGNORE_REVOCATION | g_dwSecurityFlags;
+    InternetSetOptionW(hRequest, INTERNET_OPTION_SECURITY_FLAGS, &dwFlags, sizeof(dwFlags));
+}
+
+void CHttpRequest::ApplyTimeouts(HINTERNET hRequest) const
+{
+    DWORD dwTimeoutMs = GetTimeoutMs();
+    if (dwTimeoutMs == 0)
+    {
+        return;  // the seconds ran over
+    }
+    constexpr DWORD kOptions[] = {INTERNET_OPTION_CONNECT_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
+                                  INTERNET_OPTION_SEND_TIMEOUT};
+    for (const DWORD dwOption : kOptions)
+    {
+        InternetSetOptionW(hRequest, dwOption, &dwTimeoutMs, sizeof(dwTimeoutMs));
+    }
+}
+
+SendResult CHttpRequest::SendRequest(HINTERNET hRequest, const wchar_t* lpszPostData)
+{
+    const CAutoFunTrace trace("CHttpRequest::SendRequest");
+    CRequestBody body;
+    if (!body.Convert(lpszPostData))
+    {
+        UpdateRequestStatus(REQ_STATUS_FAILED);
+        return SEND_STOP;
+    }
+
+    SendResult result = SEND_STOP;
+    for (int sends = 0; sends < kMaxSends; ++sends)
+    {
+        if (HttpSendRequestW(hRequest, kContentType, kContentTypeLength, body.Bytes(), body.Length()))
+        {
+            TraceText(kTraceProgress, L"Http request sent out here.");
+            result = HandleHttpStatus(hRequest, static_cast<DWORD>(QueryStatusCode(hRequest)));
+        }
+        else
+        {
+            const DWORD dwError = GetLastError();
+            if (dwError == 0)
+            {
+                return result;
+            }
+            TraceTextVar(kTraceError, L"GetLastError", "dwError", CVarAdapter(dwError));
+            result = HandleLastError(hRequest, dwError);
+        }
+        if (result != SEND_AGAIN)
+        {
+            return result;
+        }
+    }
+    UpdateRequestStatus(REQ_STATUS_TIMEOUT);
+    return SEND_STOP;
+}

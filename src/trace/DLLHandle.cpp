@@ -1,0 +1,41 @@
+#include "trace/DLLHandle.h"
+
+#include <shlwapi.h>
+
+CDLLHandle::~CDLLHandle()
+{
+    Free();
+}
+
+void CDLLHandle::Load(const wchar_t* name, HMODULE owner, int /*reserved*/)
+{
+    if (name == nullptr)
+    {
+        return;
+    }
+    Free();
+    m_bLoaded = 0;
+    // Intended: the answer has no use here.
+    static_cast<void>(GetModuleHandleW(name));
+
+    wchar_t szPath[MAX_PATH] = {};
+    GetModuleFileNameW(owner, szPath, MAX_PATH);
+    PathRemoveFileSpecW(szPath);
+    PathAppendW(szPath, name);
+    Attach(LoadLibraryW(szPath));
+}
+
+void CDLLHandle::Attach(HMODULE hModule)
+{
+    m_hModule = hModule;
+    m_bLoaded = 1;
+}
+
+void CDLLHandle::Free()
+{
+    if (m_bLoaded != 0 && m_hModule != nullptr)
+    {
+        FreeLibrary(m_hModule);
+        m_hModule = nullptr;
+    }
+}

@@ -1,0 +1,144 @@
+#include "trace/Trace.h"
+
+#include <windows.h>
+
+#include <comdef.h>
+
+#include <atomic>
+#include <cstdarg>
+#include <new>
+#include <string>
+
+#include "trace/DLLHandle.h"
+
+namespace
+{
+
+constexpr wchar_t kTraceLibrary[] = L"qnztraceX64.dll";
+constexpr char kTraceExport[] = "QNZTRACERAWA";
+constexpr size_t kPieceLength = 2047;
+constexpr const TraceVarPair* kEndOfPairs = nullptr;
+
+HMODULE OwnModule()
+{
+    MEMORY_BASIC_INFORMATION information = {};
+    VirtualQuery(reinterpret_cast<const void*>(&OwnModule), &information, sizeof(information));
+    return static_cast<HMODULE>(information.AllocationBase);
+}
+
+// The one trace library of the process; freed when the module is unloaded.
+struct TraceLibrary
+{
+    TraceLibrary() { handle.Load(kTraceLibrary, OwnModule(), 1); }
+
+    CDLLHandle handle;
+};
+
+void AppendPair(std::string& record, const TraceVarPair& pair)
+{
+    if (pair.pszName != nullptr)
+    {
+        record.append(pair.pszName).append(1, '=');
+    }
+    if (pair.pValue != nullptr)
+    {
+        record.append(pair.pValue->Text());
+    }
+    record.append(1, ',');
+}
+
+void WriteInPieces(TraceProc write, unsigned long level, std::string& text)
+{
+    size_t begin = 0;
+    for (; text.size() - begin > kPieceLength; begin += kPieceLength)
+    {
+        const size_t end = begin + kPieceLength;
+        const char next = text[end];
+        text[end] = '\0';
+        write(level, 0, 0, text.c_str() + begin);
+        text[end] = next;
+    }
+    if (begin < text.size())
+    {
+        write(level, 0, 0, text.c_str() + begin);
+    }
+}
+
+}  // namespace
+
+TraceProc GetTraceProc()
+{
+    static std::atomic<TraceProc> s_write = nullptr;
+    if (const TraceProc write = s_write)
+    {
+        return write;
+    }
+    static const TraceLibrary s_library;
+    if (s_library.handle.Get() == nullptr)
+    {
+        return nullptr;
+    }
+    s_write = reinterpret_cast<TraceProc>(
+        reinterpret_cast<void*>(GetProcAddress(s_library.handle.Get(), kTraceExport)));
+    return s_write;
+}
+
+void TraceVars(unsigned long level, const char* message, const TraceVarPair* first, ...)
+{
+    const TraceProc write = GetTraceProc();
+    if (write == nullptr)
+    {
+        return;
+    }
+    va_list pairs;
+    va_start(pairs, first);
+    try
+    {
+        std::string record;
+        if (message != nullptr)
+        {
+            record.append(message).append(1, ' ');
+        }
+        for (const TraceVarPair* pair = first; pair != nullptr; pair = va_arg(pairs, const TraceVarPair*))
+        {
+            AppendPair(record, *pair);
+        }
+        record.append(1, '\n');
+        WriteInPieces(write, level, record);
+    }
+    catch (const std::bad_alloc&)
+    {
+        // Tracing never reports a failure: the record is lost.
+    }
+    va_end(pairs);
+}
+
+void TraceText(unsigned long level, const wchar_t* text)
+try
+{
+    const CVarAdapter varText(text);
+    const TraceVarPair pairText = {nullptr, &varText};
+    TraceVars(level, "", &pairText, kEndOfPairs);
+}
+catch (const _com_error&)
+{
+    // Tracing never reports a failure: the record is lost.
+}
+
+void TraceTextVar(unsigned long level, const wchar_t* text, const char* name, const CVarAdapter& value)
+try
+{
+    const TraceVarPair pairValue = {name, &value};
+    if (text == nullptr)
+    {
+        TraceVars(level, "", &pairValue, kEndOfPairs);
+        return;
+    }
+    const CVarAdapter varText(text);
+    const TraceVarPair pairText = {nullptr, &varText};
+    TraceVars(level, "", &pairText, &pairValue, kEndOfPairs);
+}
+catch (const _com_error&)
+{
+    // As above.
+}
