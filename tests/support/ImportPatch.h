@@ -1,0 +1,41 @@
+// Replaces a platform function for one loaded module by patching that module's import table, so that a
+// test scripts the platform while the product stays the very file that ships. The original entries come
+// back when the object goes. Patch while no other thread calls the function.
+#pragma once
+
+#include <windows.h>
+
+#include <vector>
+
+class CImportPatch
+{
+public:
+    // Patches every import of that name, whatever library it comes from. A name that hModule does not
+    // import ends the test program with a message: a patch that patches nothing tests nothing.
+    template <typename Function>
+    CImportPatch(HMODULE hModule, const char* pszFunction, Function* pfnReplacement)
+    {
+        Apply(hModule, pszFunction, reinterpret_cast<void*>(pfnReplacement));
+    }
+    ~CImportPatch();
+    CImportPatch(const CImportPatch&) = delete;
+    CImportPatch& operator=(const CImportPatch&) = delete;
+
+    // The function that the module called before.
+    template <typename Function>
+    Function* Original() const
+    {
+        return reinterpret_cast<Function*>(m_pOriginal);
+    }
+
+    // True when hModule imports a function of that name.
+    static bool IsImported(HMODULE hModule, const char* pszFunction);
+
+private:
+    void Apply(HMODULE hModule, const char* pszFunction, void* pReplacement);
+    static std::vector<void**> FindEntries(HMODULE hModule, const char* pszFunction);
+    static void Write(void** ppEntry, void* pValue);
+
+    std::vector<void**> m_entries;
+    void* m_pOriginal = nullptr;
+};
