@@ -5,6 +5,7 @@ target_compile_definitions(kvhttp_flags INTERFACE
   UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN STRICT _WIN32_WINNT=0x0600)
 
 if(MSVC)
+  target_compile_definitions(kvhttp_flags INTERFACE _CRT_SECURE_NO_WARNINGS _CRT_NONSTDC_NO_WARNINGS)
   target_compile_options(kvhttp_flags INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /EHsc /guard:cf)
 else()
   target_compile_options(kvhttp_flags INTERFACE

@@ -1,11 +1,16 @@
-# kvhttp_add_library(<folder> SOURCES ... DEPENDS ... SYSTEM ...)
-# One static library for a folder of src/. DEPENDS names the folders below it; nothing else of the
-# project can be included, because src/ is a public include directory of those libraries only in
-# the sense of the list here: tests/support/CheckLayering.cmake fails on any other include.
+# kvhttp_add_library(<name> SOURCES ... DEPENDS ... SYSTEM ...)
+# One static library for a folder of src/, or for the sources listed of a folder that has two. DEPENDS
+# is the one place that says which libraries of the project its files may include. The compiler cannot
+# see to that, because src/ as a whole is on the include path: the test checks.Layering does, and also
+# that no two libraries depend on each other.
 function(kvhttp_add_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;DEPENDS;SYSTEM")
   add_library(kvhttp_${name} STATIC ${arg_SOURCES})
   target_include_directories(kvhttp_${name} PUBLIC "${CMAKE_SOURCE_DIR}/src" "${CMAKE_SOURCE_DIR}/include")
   list(TRANSFORM arg_DEPENDS PREPEND kvhttp_)
   target_link_libraries(kvhttp_${name} PUBLIC ${arg_DEPENDS} ${arg_SYSTEM} PRIVATE kvhttp_flags)
+  if(CMAKE_CXX_CLANG_TIDY)
+    # Other rules for clang-tidy are a reason to read every file again.
+    set_source_files_properties(${arg_SOURCES} PROPERTIES OBJECT_DEPENDS "${CMAKE_SOURCE_DIR}/.clang-tidy")
+  endif()
 endfunction()

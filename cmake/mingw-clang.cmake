@@ -11,3 +11,5 @@ execute_process(
 set(cxxInclude "${gccInclude}/c++")
 set(CMAKE_CXX_FLAGS_INIT
   "-nostdinc++ -isystem ${cxxInclude} -isystem ${cxxInclude}/x86_64-w64-mingw32 -isystem ${cxxInclude}/backward")
+# What it leaves out and why stands in .clang-tidy.
+set(CMAKE_CXX_CLANG_TIDY clang-tidy --quiet)

@@ -51,11 +51,12 @@ public:
     virtual HRESULT STDMETHODCALLTYPE GetRequestStatus(unsigned long* status) = 0;
 
     // Stores the answer, decoded from UTF-8, in *response, which the caller frees with SysFreeString;
-    // response may be null. Call it only when the request has ended. E_FAIL: nothing has been sent, or
-    // there is no answer in memory (an empty one, one that went to a file, or an exchange that did not
-    // end in REQ_STATUS_DONE); *response is untouched then. Once something has been sent, every call
-    // forgets the path of SetDownloadFile.
-    virtual HRESULT STDMETHODCALLTYPE GetResponseData(BSTR* response) = 0;
+    // response may be null. Take the answer only after REQ_STATUS_DONE: an exchange that ended before it
+    // was opened leaves the answer of the one before. E_FAIL: nothing has been sent, or there is no
+    // answer in memory (an empty one, or one that went to a file); *response is untouched then. Once
+    // something has been sent, every call forgets the path of SetDownloadFile. When memory runs out for
+    // the text, this call raises the platform's COM error exception with E_OUTOFMEMORY.
+    virtual HRESULT STDMETHODCALLTYPE GetResponseData(BSTR * response) = 0;
 
     // Settings of the next request; one that runs is not affected. None is checked, all return S_OK.
 

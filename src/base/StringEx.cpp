@@ -177,7 +177,7 @@ void CStringEx::AppendChar(wchar_t ch)
 
 void CStringEx::Concat(const wchar_t* a, const wchar_t* b, wchar_t** out)
 {
-    delete[] *out;
+    delete[] * out;
     *out = nullptr;
     const size_t total = (a != nullptr ? std::wcslen(a) : 0) + (b != nullptr ? std::wcslen(b) : 0);
     if (total == 0)
@@ -322,6 +322,7 @@ int CStringEx::Replace(const wchar_t* oldText, const wchar_t* newText)
             break;
         }
         to = std::wmemcpy(to, from, static_cast<size_t>(found - from)) + (found - from);
+        // NOLINTNEXTLINE(bugprone-not-null-terminated-result): the tail below ends the text
         to = std::wmemcpy(to, newText, newLength) + newLength;
         from = found + oldLength;
         ++replaced;

@@ -76,9 +76,9 @@ public:
     // and nothing is appended.
     void PathAppend(CStringEx& strFile);
 
-    // Locks the buffer for direct writing of minLength characters and a terminator. Null when it is
-    // locked already, or when there is no block and none could be made. Intended: a request for one
-    // character more than the text keeps the block, which has just that many.
+    // Locks the buffer for direct writing of minLength characters, the terminator among them. Null when
+    // it is locked already, or when there is no block and none could be made. A block that is large
+    // enough for the text and minLength stays.
     wchar_t* GetBuffer(int minLength);
     // Ends the writing that GetBuffer began.
     void ReleaseBuffer();
@@ -87,7 +87,7 @@ public:
     // buffer is locked.
     void Format(const wchar_t* format, ...);
     // Upper estimate of the formatted length, in characters; the list is left as it was.
-    static int GetFormatLength(const wchar_t* format, va_list args);
+    static int GetFormatLength(const wchar_t* format, va_list list);
 
 private:
     static int LengthOf(const wchar_t* text);

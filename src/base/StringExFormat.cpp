@@ -20,15 +20,6 @@ enum class Modifier
     wide
 };
 
-// One conversion of a format, from behind its percent sign.
-struct Conversion
-{
-    int width = 0;
-    int precision = 0;
-    int prefixLength = 0;
-    Modifier modifier = Modifier::none;
-};
-
 // Sums that run over are left to wrap: the caller takes a result of 0 or less for "no estimate".
 int AddWrapping(int a, int b)
 {
@@ -59,6 +50,201 @@ int WideLength(const wchar_t* text)
     return text != nullptr ? TextLength(lstrlenW(text)) : kNullTextLength;
 }
 
+// Walks a format and its arguments side by side and adds up how long the text can become.
+class CFormatEstimate
+{
+public:
+    // Ends up behind the arguments that the format names.
+    CFormatEstimate(const wchar_t* format, va_list list) : m_p(format) { va_copy(m_args, list); }
+    ~CFormatEstimate() { va_end(m_args); }
+    CFormatEstimate(const CFormatEstimate&) = delete;
+    CFormatEstimate& operator=(const CFormatEstimate&) = delete;
+
+    int Total()
+    {
+        int total = 0;
+        while (*m_p != L'\0')
+        {
+            if (*m_p != L'%' || *++m_p == L'%')
+            {
+                ++total;
+                ++m_p;
+                continue;
+            }
+            total = AddWrapping(total, Conversion());
+        }
+        return AddWrapping(total, 4);
+    }
+
+private:
+    // One conversion, from behind its percent sign.
+    int Conversion()
+    {
+        m_width = 0;
+        m_precision = 0;
+        const int prefix = Flags();
+        Precision();
+        const Modifier modifier = Size();
+        const wchar_t type = *m_p;
+        if (type != L'\0')
+        {
+            ++m_p;
+        }
+        return AddWrapping(prefix, IsText(type) ? TextItem(type, modifier) : NumberItem(type, modifier));
+    }
+
+    // Flags and width; returns what the flags add to the text.
+    int Flags()
+    {
+        int prefix = 0;
+        bool bWidthGiven = false;
+        for (;; ++m_p)
+        {
+            if (*m_p == L'#')
+            {
+                prefix += 2;
+            }
+            else if (*m_p == L'*')
+            {
+                m_width = va_arg(m_args, int);
+                bWidthGiven = true;
+            }
+            else if (*m_p == L'\0' || std::wcschr(L"-+0 ", *m_p) == nullptr)
+            {
+                break;
+            }
+        }
+        if (!bWidthGiven)
+        {
+            m_width = Number();
+        }
+        return prefix;
+    }
+
+    void Precision()
+    {
+        if (*m_p != L'.')
+        {
+            return;
+        }
+        ++m_p;
+        if (*m_p == L'*')
+        {
+            ++m_p;
+            m_precision = va_arg(m_args, int);
+        }
+        else
+        {
+            m_precision = Number();
+        }
+    }
+
+    int Number()
+    {
+        const int number = _wtoi(m_p);
+        m_p = SkipDigits(m_p);
+        return number;
+    }
+
+    Modifier Size()
+    {
+        if (std::wcsncmp(m_p, L"I64", 3) == 0)
+        {
+            m_p += 3;
+            return Modifier::int64;
+        }
+        switch (*m_p)
+        {
+            case L'h':
+                ++m_p;
+                return Modifier::narrow;
+            case L'l':
+                ++m_p;
+                return Modifier::wide;
+            case L'F':
+            case L'L':
+            case L'N':
+                ++m_p;
+                return Modifier::none;
+            default:
+                return Modifier::none;
+        }
+    }
+
+    static bool IsText(wchar_t type) { return type == L'c' || type == L'C' || type == L's' || type == L'S'; }
+
+    int TextItem(wchar_t type, Modifier modifier)
+    {
+        int length = 2;
+        if (type == L'c' || type == L'C')
+        {
+            static_cast<void>(va_arg(m_args, int));
+        }
+        else if (modifier == Modifier::narrow || (type == L'S' && modifier != Modifier::wide))
+        {
+            length = NarrowLength(va_arg(m_args, const char*));
+        }
+        else
+        {
+            length = WideLength(va_arg(m_args, const wchar_t*));
+        }
+        if (m_precision != 0)
+        {
+            length = std::min(length, m_precision);
+        }
+        return std::max(length, m_width);
+    }
+
+    int NumberItem(wchar_t type, Modifier modifier)
+    {
+        const int field = AddWrapping(m_width, m_precision);
+        switch (type)
+        {
+            case L'd':
+            case L'i':
+            case L'u':
+            case L'x':
+            case L'X':
+            case L'o':
+                SkipInteger(modifier);
+                return std::max(32, field);
+            case L'e':
+            case L'g':
+            case L'G':
+                static_cast<void>(va_arg(m_args, double));
+                return std::max(128, field);
+            case L'f':
+                static_cast<void>(va_arg(m_args, double));
+                return std::max(128, AddWrapping(m_precision, 312));
+            case L'p':
+                static_cast<void>(va_arg(m_args, void*));
+                return std::max(32, field);
+            case L'n':
+                static_cast<void>(va_arg(m_args, void*));
+                return 0;
+            default:
+                return 0;
+        }
+    }
+
+    void SkipInteger(Modifier modifier)
+    {
+        if (modifier == Modifier::int64)
+        {
+            static_cast<void>(va_arg(m_args, long long));
+        }
+        else
+        {
+            static_cast<void>(va_arg(m_args, int));
+        }
+    }
+
+    const wchar_t* m_p;
+    va_list m_args;
+    int m_width = 0;
+    int m_precision = 0;
+};
+
 }  // namespace
 
 void CStringEx::Format(const wchar_t* format, ...)
@@ -66,174 +252,22 @@ void CStringEx::Format(const wchar_t* format, ...)
     va_list args;
     va_start(args, format);
     const int estimate = GetFormatLength(format, args);
-    if (estimate > 0)
+    // GetBuffer keeps a block that has just as many characters as are asked for, terminator included.
+    const bool bKeepsBlock = m_pszData != nullptr && estimate == GetLength() + 1;
+    wchar_t* buffer = estimate > 0 ? GetBuffer(estimate) : nullptr;
+    if (buffer != nullptr)
     {
-        wchar_t* buffer = GetBuffer(estimate);
-        if (buffer != nullptr)
+        const size_t cch = static_cast<size_t>(estimate) + (bKeepsBlock ? 0 : 1);
+        if (cch <= STRSAFE_MAX_CCH)
         {
-            const size_t cch = static_cast<size_t>(estimate) + 1;
-            if (cch <= STRSAFE_MAX_CCH)
-            {
-                StringCchVPrintfW(buffer, cch, format, args);
-            }
-            ReleaseBuffer();
+            StringCchVPrintfW(buffer, cch, format, args);
         }
+        ReleaseBuffer();
     }
     va_end(args);
 }
 
 int CStringEx::GetFormatLength(const wchar_t* format, va_list list)
 {
-    va_list args;
-    va_copy(args, list);
-    int total = 0;
-    for (const wchar_t* p = format; *p != L'\0';)
-    {
-        if (*p != L'%' || *++p == L'%')
-        {
-            ++total;
-            ++p;
-            continue;
-        }
-
-        Conversion item;
-        bool widthGiven = false;
-        for (bool inFlags = true; inFlags;)
-        {
-            switch (*p)
-            {
-                case L'#':
-                    item.prefixLength += 2;
-                    ++p;
-                    break;
-                case L'*':
-                    item.width = va_arg(args, int);
-                    widthGiven = true;
-                    ++p;
-                    break;
-                case L'-':
-                case L'+':
-                case L'0':
-                case L' ':
-                    ++p;
-                    break;
-                default:
-                    inFlags = false;
-            }
-        }
-        if (!widthGiven)
-        {
-            item.width = _wtoi(p);
-            p = SkipDigits(p);
-        }
-        if (*p == L'.')
-        {
-            ++p;
-            if (*p == L'*')
-            {
-                item.precision = va_arg(args, int);
-                ++p;
-            }
-            else
-            {
-                item.precision = _wtoi(p);
-                p = SkipDigits(p);
-            }
-        }
-        if (std::wcsncmp(p, L"I64", 3) == 0)
-        {
-            item.modifier = Modifier::int64;
-            p += 3;
-        }
-        else if (*p == L'h' || *p == L'l')
-        {
-            item.modifier = *p == L'h' ? Modifier::narrow : Modifier::wide;
-            ++p;
-        }
-        else if (*p == L'F' || *p == L'L' || *p == L'N')
-        {
-            ++p;
-        }
-
-        int length = 0;
-        bool isText = true;
-        switch (*p)
-        {
-            case L'c':
-            case L'C':
-                length = 2;
-                static_cast<void>(va_arg(args, int));
-                break;
-            case L's':
-            case L'S':
-                if (item.modifier == Modifier::narrow || (*p == L'S' && item.modifier != Modifier::wide))
-                {
-                    length = NarrowLength(va_arg(args, const char*));
-                }
-                else
-                {
-                    length = WideLength(va_arg(args, const wchar_t*));
-                }
-                break;
-            default:
-                isText = false;
-        }
-        if (isText)
-        {
-            if (item.precision != 0)
-            {
-                length = std::min(length, item.precision);
-            }
-            length = std::max(length, item.width);
-        }
-        else
-        {
-            const int field = AddWrapping(item.width, item.precision);
-            switch (*p)
-            {
-                case L'd':
-                case L'i':
-                case L'u':
-                case L'x':
-                case L'X':
-                case L'o':
-                    if (item.modifier == Modifier::int64)
-                    {
-                        static_cast<void>(va_arg(args, long long));
-                    }
-                    else
-                    {
-                        static_cast<void>(va_arg(args, int));
-                    }
-                    length = std::max(32, field);
-                    break;
-                case L'e':
-                case L'g':
-                case L'G':
-                    static_cast<void>(va_arg(args, double));
-                    length = std::max(128, field);
-                    break;
-                case L'f':
-                    static_cast<void>(va_arg(args, double));
-                    length = std::max(128, AddWrapping(item.precision, 312));
-                    break;
-                case L'p':
-                    static_cast<void>(va_arg(args, void*));
-                    length = std::max(32, field);
-                    break;
-                case L'n':
-                    static_cast<void>(va_arg(args, void*));
-                    break;
-                default:
-                    break;
-            }
-        }
-        total = AddWrapping(total, AddWrapping(item.prefixLength, length));
-        if (*p != L'\0')
-        {
-            ++p;
-        }
-    }
-    va_end(args);
-    return AddWrapping(total, 4);
+    return CFormatEstimate(format, list).Total();
 }

@@ -58,6 +58,10 @@ HRESULT CHttpRaw::PostRequest(const wchar_t* url, const wchar_t* data)
     }
     m_strUrl = url;
     m_strData = data;
+    if (m_strUrl.GetLength() == 0 || m_strData.GetLength() == 0)
+    {
+        return ReportOutOfMemory();
+    }
     return StartRequest();
 }
 
@@ -68,6 +72,10 @@ HRESULT CHttpRaw::PostUrl(const wchar_t* url)
         return E_INVALIDARG;
     }
     m_strUrl = url;
+    if (m_strUrl.GetLength() == 0)
+    {
+        return ReportOutOfMemory();
+    }
     const int query = m_strUrl.Find(L"?");
     // Intended: a URL without a query is sent with the data of the previous call.
     if (query > 0)

@@ -16,6 +16,9 @@
 class CHttpRaw : public CUnknown, public IHttpRaw
 {
 public:
+    CHttpRaw(const CHttpRaw&) = delete;
+    CHttpRaw& operator=(const CHttpRaw&) = delete;
+
     // Stores a component with one reference. CLASS_E_NOAGGREGATION when pUnknownOuter is not null.
     // Intended: without memory it stores null and still returns S_OK.
     static HRESULT CreateInstance(IUnknown* pUnknownOuter, CUnknown** ppNewComponent);
@@ -45,6 +48,7 @@ private:
     // started (REQ_STATUS_FAILED); E_FAIL when there is no memory for the request.
     HRESULT StartRequest();
     bool PrepareRequest();
+    static HRESULT ReportOutOfMemory();
 
     CHttpSession m_session;
     std::unique_ptr<CHttpRequest> m_pRequest;  // null until the first send, then reused

@@ -18,6 +18,10 @@ void TraceEncoded(const CStringEx& strText)
     }
     CStringEx strEncoded(strText);
     EncodeURL(strEncoded);
+    if (strText.GetLength() > 0 && strEncoded.GetLength() == strText.GetLength())
+    {
+        return;  // there was no memory for the encoding, which is three times as long
+    }
     TraceText(kTraceProgress, strEncoded.c_str());
 }
 
@@ -28,16 +32,18 @@ HRESULT CHttpRaw::StartRequest()
     m_session.OpenInternet();
     if (!PrepareRequest())
     {
-        TraceText(kTraceError, L"Out of memory");
-        return E_FAIL;
+        return ReportOutOfMemory();
     }
     TraceText(kTraceProgress, L"Http Send request");
     TraceText(kTraceProgress, m_strDownloadFile.c_str());
     TraceEncoded(m_strUrl);
     TraceEncoded(m_strData);
 
-    m_pRequest->SetFile(m_strDownloadFile);
-    m_pRequest->SetUrl(m_strUrl, m_strData);
+    if (FAILED(m_pRequest->SetFile(m_strDownloadFile.c_str())) ||
+        FAILED(m_pRequest->SetUrl(m_strUrl.c_str(), m_strData.c_str())))
+    {
+        return ReportOutOfMemory();
+    }
     m_pRequest->SetParentWnd(m_hWndParent);
     m_pRequest->m_nTimeout = m_nTimeout;
     m_pRequest->m_bTraceResponse = m_bTraceResponse;
@@ -45,6 +51,12 @@ HRESULT CHttpRaw::StartRequest()
     // Intended: the status is written after the start, over whatever a quick worker has reached by then.
     m_pRequest->UpdateRequestStatus(m_pRequest->StartWorker() ? REQ_STATUS_SENDING : REQ_STATUS_FAILED);
     return S_OK;
+}
+
+HRESULT CHttpRaw::ReportOutOfMemory()
+{
+    TraceText(kTraceError, L"Out of memory");
+    return E_FAIL;
 }
 
 // Makes m_pRequest one that no worker uses. The one of the last send is reused, unless its exchange still

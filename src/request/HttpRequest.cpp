@@ -17,29 +17,26 @@ constexpr DWORD kDefaultTimeoutMs = 60000;
 constexpr DWORD kThreadExitTimeoutMs = 60000;
 constexpr int kMaxRedirects = 5;
 
+// False when the copy found no memory.
+bool CopyText(CStringEx& strTo, const wchar_t* pszFrom)
+{
+    strTo = pszFrom;
+    return pszFrom == nullptr || *pszFrom == L'\0' || *strTo.c_str() != L'\0';
+}
+
 struct BstrDeleter
 {
     void operator()(OLECHAR* bstr) const { SysFreeString(bstr); }
 };
 using UniqueBstr = std::unique_ptr<OLECHAR, BstrDeleter>;
 
-// Neither constructor nor destructor may fail because a trace record could not be made.
-void TraceObject(const wchar_t* pszText, const void* object)
-try
-{
-    TraceTextVar(kTraceProgress, pszText, "(void*)this", CVarAdapter(object));
-}
-catch (const _com_error&)
-{
-    // The record is lost.
-}
-
 }  // namespace
 
 CHttpRequest::CHttpRequest(HINTERNET hSession) : m_hSession(hSession)
 {
     const CAutoFunTrace trace("CHttpRequest::CHttpRequest");
-    TraceObject(L"CHttpRequest::CHttpRequest, object=0x%X", this);
+    TraceTextVar(kTraceProgress, L"CHttpRequest::CHttpRequest, object=0x%X", "(void*)this",
+                 static_cast<const void*>(this));
     SetAutoDelete(false);
     m_timer.Start();
 }
@@ -47,7 +44,8 @@ CHttpRequest::CHttpRequest(HINTERNET hSession) : m_hSession(hSession)
 CHttpRequest::~CHttpRequest()
 {
     const CAutoFunTrace trace("CHttpRequest::~CHttpRequest\n");
-    TraceObject(L"CHttpRequest::~CHttpRequest, object=0x%X", this);
+    TraceTextVar(kTraceProgress, L"CHttpRequest::~CHttpRequest, object=0x%X", "(void*)this",
+                 static_cast<const void*>(this));
     TraceText(kTraceProgress, L"Wait Thread exit...");
     Abandon();
     WaitThreadExit(kThreadExitTimeoutMs, true);
@@ -67,9 +65,11 @@ HRESULT CHttpRequest::SetUrl(const wchar_t* lpszUrl, const wchar_t* lpszPostData
     {
         return E_INVALIDARG;
     }
-    m_strUrl = lpszUrl;
+    if (!CopyText(m_strUrl, lpszUrl) || !CopyText(m_strPostData, lpszPostData))
+    {
+        return E_OUTOFMEMORY;
+    }
     m_url.Crack(m_strUrl);
-    m_strPostData = lpszPostData;
     return S_OK;
 }
 
@@ -79,8 +79,11 @@ HRESULT CHttpRequest::SetFile(const wchar_t* lpszFile)
     {
         return E_INVALIDARG;
     }
-    m_strFile = lpszFile;
-    TraceTextVar(kTraceProgress, L"Http download file to :[%s]", "lpszFile", CVarAdapter(lpszFile));
+    if (!CopyText(m_strFile, lpszFile))
+    {
+        return E_OUTOFMEMORY;
+    }
+    TraceTextVar(kTraceProgress, L"Http download file to :[%s]", "lpszFile", lpszFile);
     return S_OK;
 }
 
@@ -90,8 +93,10 @@ bool CHttpRequest::IsIdle() const
     {
         case REQ_STATUS_SENDING:
         case REQ_STATUS_RECEIVING:
-        case REQ_STATUS_TIMEOUT:  // the owner's poll may have said so while the worker is still blocked
             return HasLeft();
+        case REQ_STATUS_TIMEOUT:
+            // Where the owner's poll said so, which sets the stop flag, the worker may still be blocked.
+            return m_bStop != 0 ? HasLeft() : AwaitLeaveBriefly();
         default:
             return AwaitLeaveBriefly();
     }
@@ -100,6 +105,7 @@ bool CHttpRequest::IsIdle() const
 bool CHttpRequest::StartWorker()
 {
     m_bAbandoned = false;
+    m_bStop = 0;
     // A host that polls a reused object at once must not be told of a time-out by the last exchange.
     m_timer.Start();
     return Start();
@@ -115,7 +121,7 @@ void CHttpRequest::Abandon()
 void CHttpRequest::UpdateRequestStatus(HttpRequestStatus emStatus)
 {
     const CAutoFunTrace trace("CHttpRequest::UpdateRequestStatus");
-    TraceTextVar(kTraceProgress, nullptr, "emStatus", CVarAdapter(static_cast<unsigned long>(emStatus)));
+    TraceTextVar(kTraceProgress, nullptr, "emStatus", static_cast<unsigned long>(emStatus));
     m_emStatus.exchange(emStatus);
 }
 
@@ -136,13 +142,16 @@ HRESULT CHttpRequest::GetStatus(unsigned long* pdwStatus)
 
 HRESULT CHttpRequest::GetResponse(BSTR* pbstrResponse) const
 {
-    if (m_pData == nullptr)
+    // After a time-out that the owner's poll has found, the worker may still be growing the body.
+    const bool bSettled = m_emStatus == REQ_STATUS_DONE || HasLeft();
+    if (!bSettled || m_pData == nullptr)
     {
         return E_FAIL;
     }
     CStringEx strResponse;
     strResponse.SetUTF8(reinterpret_cast<const char*>(m_pData));
-    const UniqueBstr bstrText(SysAllocString(strResponse.c_str()));
+    const bool bLost = *m_pData != 0 && *strResponse.c_str() == L'\0';
+    const UniqueBstr bstrText(bLost ? nullptr : SysAllocString(strResponse.c_str()));
     if (bstrText == nullptr)
     {
         _com_issue_error(E_OUTOFMEMORY);

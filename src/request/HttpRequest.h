@@ -39,21 +39,22 @@ public:
     explicit CHttpRequest(HINTERNET hSession);
     // Stops the worker and waits for it, dispatching messages (CThread::WaitThreadExit).
     ~CHttpRequest() override;
+    CHttpRequest(const CHttpRequest&) = delete;
+    CHttpRequest& operator=(const CHttpRequest&) = delete;
 
-    // E_INVALIDARG, and nothing changed, when lpszUrl is null. A null lpszPostData counts as empty. A
-    // URL that cannot be split is found out when the exchange starts.
+    // E_INVALIDARG, and nothing changed, when lpszUrl is null; E_OUTOFMEMORY when a text could not be
+    // copied. A null lpszPostData counts as empty. A URL that cannot be split is found out when the
+    // exchange starts.
     HRESULT SetUrl(const wchar_t* lpszUrl, const wchar_t* lpszPostData);
 
-    // The file that the answer goes to; empty: keep it in memory. E_INVALIDARG when lpszFile is null.
+    // The file that the answer goes to; empty: keep it in memory. E_INVALIDARG, and nothing changed, when
+    // lpszFile is null; E_OUTOFMEMORY when the path could not be copied.
     HRESULT SetFile(const wchar_t* lpszFile);
 
     // The window over which error dialogs appear; not checked here.
     void SetParentWnd(HWND hWndParent);
     // That window, or the desktop's when it is not set or has gone. Worker's thread.
     HWND GetParentWnd() const;
-
-    unsigned long m_nTimeout = 0;        // in seconds; 0 means 60
-    unsigned long m_bTraceResponse = 1;  // nonzero: an answer kept in memory is traced
 
     // True when a new exchange may be started on this object. A worker whose exchange has ended is given
     // a moment to leave; one whose exchange still runs is not waited for.
@@ -73,8 +74,8 @@ public:
     HRESULT GetStatus(unsigned long* pdwStatus);
 
     // Stores a fresh BSTR of the answer's UTF-8 text in *pbstrResponse (which may be null) for the
-    // caller to free. E_FAIL, and nothing stored, when no answer is in memory. Raises _com_error with
-    // E_OUTOFMEMORY when the text cannot be allocated. Only after the exchange has ended.
+    // caller to free. E_FAIL, and nothing stored, when no answer is in memory or the worker may still
+    // change it. Raises _com_error with E_OUTOFMEMORY when the text cannot be allocated.
     HRESULT GetResponse(BSTR* pbstrResponse) const;
 
     // In milliseconds.
@@ -126,6 +127,12 @@ private:
     std::atomic<LONG> m_bStop{0};  // asks the reading loops to stop; cleared when a read begins
     CStringEx m_strFile;
     HWND m_hWndParent = nullptr;
-    HWND m_hWnd = nullptr;                 // intended: nothing creates it, but it would be destroyed here
+    HWND m_hWnd = nullptr;  // intended: nothing creates it, but it would be destroyed here
+
+public:
+    unsigned long m_nTimeout = 0;        // in seconds; 0 means 60
+    unsigned long m_bTraceResponse = 1;  // nonzero: an answer kept in memory is traced
+
+private:
     std::atomic<bool> m_bAbandoned{false};  // no new request handle may stay open
 };

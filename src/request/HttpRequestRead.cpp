@@ -151,8 +151,7 @@ void CHttpRequest::ReadInternetDataToFile(HINTERNET hRequest)
         m_dwDataLen = 0;
         return;
     }
-    TraceTextVar(kTraceError, L"download file [%s] is finished", "m_strFile.c_str()",
-                 CVarAdapter(m_strFile.c_str()));
+    TraceTextVar(kTraceError, L"download file [%s] is finished", "m_strFile.c_str()", m_strFile.c_str());
     m_dwDataLen = dwTotal;
     UpdateRequestStatus(REQ_STATUS_DONE);
 }

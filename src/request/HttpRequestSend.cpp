@@ -61,6 +61,11 @@ public:
         }
         const int cbConverted =
             WideCharToMultiByte(CP_UTF8, 0, lpszPostData, -1, m_bytes.get(), cb, nullptr, nullptr);
+        if (cbConverted <= 0)
+        {
+            m_bytes.reset();
+            return true;
+        }
         m_dwLength = static_cast<DWORD>(cbConverted - 1);  // without the terminator
         return true;
     }
@@ -90,7 +95,7 @@ bool CHttpRequest::OpenRequest(const wchar_t* /*lpszVerb*/)
     if (m_hConnect == nullptr)
     {
         const DWORD dwError = GetLastError();
-        TraceTextVar(kTraceError, L"InternetConnect failed!", "dwError", CVarAdapter(dwError));
+        TraceTextVar(kTraceError, L"InternetConnect failed!", "dwError", dwError);
         return false;
     }
 
@@ -106,7 +111,7 @@ bool CHttpRequest::OpenRequest(const wchar_t* /*lpszVerb*/)
     if (hRequest == nullptr)
     {
         const DWORD dwError = GetLastError();
-        TraceTextVar(kTraceError, L"HttpOpenRequest failed!", "dwError", CVarAdapter(dwError));
+        TraceTextVar(kTraceError, L"HttpOpenRequest failed!", "dwError", dwError);
         return false;
     }
     m_hRequest = hRequest;
@@ -173,7 +178,7 @@ SendResult CHttpRequest::SendRequest(HINTERNET hRequest, const wchar_t* lpszPost
             {
                 return result;
             }
-            TraceTextVar(kTraceError, L"GetLastError", "dwError", CVarAdapter(dwError));
+            TraceTextVar(kTraceError, L"GetLastError", "dwError", dwError);
             result = HandleLastError(hRequest, dwError);
         }
         if (result != SEND_AGAIN)

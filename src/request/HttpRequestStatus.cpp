@@ -15,7 +15,7 @@ constexpr DWORD kLocationBytes = 32770;
 SendResult CHttpRequest::HandleHttpStatus(HINTERNET hRequest, DWORD dwHttpStatusCode)
 {
     const CAutoFunTrace trace("CHttpRequest::HandleHttpStatus");
-    TraceTextVar(kTraceProgress, L"http status code", "dwHttpStatusCode", CVarAdapter(dwHttpStatusCode));
+    TraceTextVar(kTraceProgress, L"http status code", "dwHttpStatusCode", dwHttpStatusCode);
     switch (dwHttpStatusCode)
     {
         case HTTP_STATUS_MOVED:
@@ -88,11 +88,16 @@ SendResult CHttpRequest::HandleLastError(HINTERNET hRequest, DWORD dwError)
 SendResult CHttpRequest::PopIEErrorDlg(HINTERNET hRequest, DWORD dwError, DWORD /*dwFlags*/)
 {
     const CAutoFunTrace trace("CHttpRequest::PopIEErrorDlg");
+    if (m_bAbandoned)
+    {
+        UpdateRequestStatus(REQ_STATUS_FAILED);
+        return SEND_STOP;  // the request that the user would be asked about is gone
+    }
     // The user's time in the dialog does not count: the clock stands still, then begins again.
     m_timer.Stop();
     const DWORD dwResult = InternetErrorDlg(GetParentWnd(), hRequest, dwError, kDialogFlags, nullptr);
     m_timer.Restart();
-    TraceTextVar(kTraceProgress, L"InternetErrorDlg closed", "dwResult", CVarAdapter(dwResult));
+    TraceTextVar(kTraceProgress, L"InternetErrorDlg closed", "dwResult", dwResult);
 
     switch (dwResult)
     {
@@ -134,13 +139,15 @@ void CHttpRequest::UpdateLocation()
     {
         m_strUrl = szLocation;
         m_url.Crack(m_strUrl);
-        TraceTextVar(kTraceProgress, L"Url redirected!", "szLocation", CVarAdapter(szLocation));
+        TraceTextVar(kTraceProgress, L"Url redirected!", "szLocation",
+                     static_cast<const wchar_t*>(szLocation));
     }
 }
 
 void CHttpRequest::SetParentWnd(HWND hWndParent)
 {
-    TraceTextVar(kTraceProgress, L"CHttpRequest::SetParentWnd", "hWndParent", CVarAdapter(hWndParent));
+    TraceTextVar(kTraceProgress, L"CHttpRequest::SetParentWnd", "hWndParent",
+                 static_cast<const void*>(hWndParent));
     m_hWndParent = hWndParent;
 }
 

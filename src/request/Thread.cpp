@@ -15,6 +15,12 @@ namespace
 constexpr DWORD kKilledOnQuit = 0xFFFFFFFD;     // -3
 constexpr DWORD kKilledOnTimeout = 0xFFFFFFFE;  // -2
 
+// Every kind of input but raw input, which newer platform headers add to their QS_ALLINPUT.
+constexpr DWORD kAnyInput = 0xFF;
+
+// Ending a thread is not done when the call returns.
+constexpr DWORD kKillWaitMs = 1000;
+
 // A worker on its way out needs microseconds, or as long as the trace library takes for a few records.
 constexpr int kTurnsToLeave = 1000;
 constexpr int kSleepsToLeave = 50;
@@ -173,7 +179,7 @@ bool CThread::WaitThreadExit(DWORD dwTimeout, bool bFilterInput)
                 DispatchMessageW(&msg);
             }
         }
-        const DWORD dwResult = MsgWaitForMultipleObjects(1, &hThread, FALSE, INFINITE, QS_ALLINPUT);
+        const DWORD dwResult = MsgWaitForMultipleObjects(1, &hThread, FALSE, INFINITE, kAnyInput);
         if (dwResult == WAIT_OBJECT_0)
         {
             return true;
@@ -191,9 +197,10 @@ void CThread::KillThread(HANDLE hThread, DWORD dwExitCode, const wchar_t* pszRea
     TraceText(kTraceError, pszReason);
     DWORD dwCode = 0;
     GetExitCodeThread(hThread, &dwCode);
-    if (dwCode == STILL_ACTIVE)
+    if (dwCode == STILL_ACTIVE && !HasLeft())
     {
         TerminateThread(hThread, dwExitCode);
+        WaitForSingleObject(hThread, kKillWaitMs);
         m_hThread = nullptr;  // intended: the handle of a killed thread is never closed
     }
 }

@@ -53,7 +53,7 @@ private:
 
     HANDLE m_hThread = nullptr;
     unsigned m_nThreadId = 0;
-    CRITICAL_SECTION m_cs;  // around m_hThread, m_nThreadId and m_bStopped
+    CRITICAL_SECTION m_cs{};  // around m_hThread, m_nThreadId and m_bStopped
     unsigned m_bAutoDelete : 1 = 0;
     LONG m_bStopped = 1;  // 0 while Run executes
     // Workers that may still touch the object. The last thing a worker does to it is to count itself

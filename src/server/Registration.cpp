@@ -35,7 +35,8 @@ DWORD BytesWithTerminator(const wchar_t* pszText)
     return static_cast<DWORD>((std::wcslen(pszText) + 1) * sizeof(wchar_t));
 }
 
-// The texts that name a class: its identifier, and its key below HKEY_CLASSES_ROOT.
+// The texts that name a class: its identifier, and its key below HKEY_CLASSES_ROOT. Both are empty when
+// the identifier has no text: the key must never be that of all classes.
 struct ClassNames
 {
     explicit ClassNames(REFCLSID clsid)
@@ -45,10 +46,12 @@ struct ClassNames
         {
             StringCchCopyW(szClsid, kClsidKeyLength, pszText);
             CoTaskMemFree(pszText);
+            StringCchCopyW(szKey, kClsidKeyLength, L"CLSID\\");
+            StringCchCatW(szKey, kClsidKeyLength, szClsid);
         }
-        StringCchCopyW(szKey, kClsidKeyLength, L"CLSID\\");
-        StringCchCatW(szKey, kClsidKeyLength, szClsid);
     }
+
+    bool Known() const { return szKey[0] != L'\0'; }
 
     wchar_t szClsid[kClsidKeyLength] = {};
     wchar_t szKey[kClsidKeyLength] = {};
@@ -62,6 +65,10 @@ HRESULT RegisterServer(HMODULE hModule, REFCLSID clsid, const wchar_t* pszFriend
     wchar_t szModule[MAX_PATH] = {};
     GetModuleFileNameW(hModule, szModule, MAX_PATH);
     const ClassNames names(clsid);
+    if (!names.Known())
+    {
+        return S_OK;
+    }
 
     SetKeyAndValue(names.szKey, nullptr, pszFriendlyName);
     SetKeyAndValue(names.szKey, L"InprocServer32", szModule);
@@ -78,11 +85,13 @@ HRESULT RegisterServer(HMODULE hModule, REFCLSID clsid, const wchar_t* pszFriend
     return S_OK;
 }
 
-HRESULT UnregisterServer(REFCLSID clsid, const wchar_t* pszVersionIndependentProgId,
-                         const wchar_t* pszProgId)
+HRESULT UnregisterServer(REFCLSID clsid, const wchar_t* pszVersionIndependentProgId, const wchar_t* pszProgId)
 {
     const ClassNames names(clsid);
-    RecursiveDeleteKey(HKEY_CLASSES_ROOT, names.szKey);
+    if (names.Known())
+    {
+        RecursiveDeleteKey(HKEY_CLASSES_ROOT, names.szKey);
+    }
     RecursiveDeleteKey(HKEY_CLASSES_ROOT, pszVersionIndependentProgId);
     RecursiveDeleteKey(HKEY_CLASSES_ROOT, pszProgId);
     return S_OK;

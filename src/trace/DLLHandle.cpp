@@ -19,10 +19,11 @@ void CDLLHandle::Load(const wchar_t* name, HMODULE owner, int /*reserved*/)
     static_cast<void>(GetModuleHandleW(name));
 
     wchar_t szPath[MAX_PATH] = {};
-    GetModuleFileNameW(owner, szPath, MAX_PATH);
+    const DWORD cch = GetModuleFileNameW(owner, szPath, MAX_PATH);
     PathRemoveFileSpecW(szPath);
-    PathAppendW(szPath, name);
-    Attach(LoadLibraryW(szPath));
+    // A path that is missing or cut off would name another folder, or none and so the search path.
+    const bool bOwnFolder = cch != 0 && cch < MAX_PATH && PathAppendW(szPath, name);
+    Attach(bOwnFolder ? LoadLibraryW(szPath) : nullptr);
 }
 
 void CDLLHandle::Attach(HMODULE hModule)

@@ -26,10 +26,21 @@ HMODULE OwnModule()
     return static_cast<HMODULE>(information.AllocationBase);
 }
 
-// The one trace library of the process; freed when the module is unloaded.
+std::atomic<TraceProc> g_write{nullptr};
+std::atomic<bool> g_bLibraryGone{false};
+
+// The one trace library of the process; freed when the module is unloaded. What is traced after that, by
+// objects that outlive the module's own, is dropped.
 struct TraceLibrary
 {
     TraceLibrary() { handle.Load(kTraceLibrary, OwnModule(), 1); }
+    ~TraceLibrary()
+    {
+        g_bLibraryGone = true;
+        g_write = nullptr;
+    }
+    TraceLibrary(const TraceLibrary&) = delete;
+    TraceLibrary& operator=(const TraceLibrary&) = delete;
 
     CDLLHandle handle;
 };
@@ -64,23 +75,46 @@ void WriteInPieces(TraceProc write, unsigned long level, std::string& text)
     }
 }
 
+template <typename Value>
+void WriteTextVar(unsigned long level, const wchar_t* text, const char* name, Value value)
+try
+{
+    const CVarAdapter varValue(value);
+    const TraceVarPair pairValue = {name, &varValue};
+    if (text == nullptr)
+    {
+        TraceVars(level, "", &pairValue, kEndOfPairs);
+        return;
+    }
+    const CVarAdapter varText(text);
+    const TraceVarPair pairText = {nullptr, &varText};
+    TraceVars(level, "", &pairText, &pairValue, kEndOfPairs);
+}
+catch (const _com_error&)
+{
+    // Tracing never reports a failure: the record is lost.
+}
+
 }  // namespace
 
 TraceProc GetTraceProc()
 {
-    static std::atomic<TraceProc> s_write = nullptr;
-    if (const TraceProc write = s_write)
+    if (const TraceProc write = g_write)
     {
         return write;
+    }
+    if (g_bLibraryGone)
+    {
+        return nullptr;
     }
     static const TraceLibrary s_library;
     if (s_library.handle.Get() == nullptr)
     {
         return nullptr;
     }
-    s_write = reinterpret_cast<TraceProc>(
+    g_write = reinterpret_cast<TraceProc>(
         reinterpret_cast<void*>(GetProcAddress(s_library.handle.Get(), kTraceExport)));
-    return s_write;
+    return g_write;
 }
 
 void TraceVars(unsigned long level, const char* message, const TraceVarPair* first, ...)
@@ -125,20 +159,17 @@ catch (const _com_error&)
     // Tracing never reports a failure: the record is lost.
 }
 
-void TraceTextVar(unsigned long level, const wchar_t* text, const char* name, const CVarAdapter& value)
-try
+void TraceTextVar(unsigned long level, const wchar_t* text, const char* name, const wchar_t* value)
 {
-    const TraceVarPair pairValue = {name, &value};
-    if (text == nullptr)
-    {
-        TraceVars(level, "", &pairValue, kEndOfPairs);
-        return;
-    }
-    const CVarAdapter varText(text);
-    const TraceVarPair pairText = {nullptr, &varText};
-    TraceVars(level, "", &pairText, &pairValue, kEndOfPairs);
+    WriteTextVar(level, text, name, value);
 }
-catch (const _com_error&)
+
+void TraceTextVar(unsigned long level, const wchar_t* text, const char* name, unsigned long value)
 {
-    // As above.
+    WriteTextVar(level, text, name, value);
+}
+
+void TraceTextVar(unsigned long level, const wchar_t* text, const char* name, const void* value)
+{
+    WriteTextVar(level, text, name, value);
 }

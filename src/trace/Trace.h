@@ -31,5 +31,7 @@ void TraceVars(unsigned long level, const char* message, const TraceVarPair* fir
 void TraceText(unsigned long level, const wchar_t* text);
 
 // One record with an empty message, the text as an unnamed item (left out when null) and then the named
-// value. Raises nothing.
-void TraceTextVar(unsigned long level, const wchar_t* text, const char* name, const CVarAdapter& value);
+// value: a text, a number or a pointer, as CVarAdapter takes them. Raises nothing.
+void TraceTextVar(unsigned long level, const wchar_t* text, const char* name, const wchar_t* value);
+void TraceTextVar(unsigned long level, const wchar_t* text, const char* name, unsigned long value);
+void TraceTextVar(unsigned long level, const wchar_t* text, const char* name, const void* value);

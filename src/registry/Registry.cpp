@@ -1,0 +1,109 @@
+#include "registry/Registry.h"
+
+#include "base/ScopedHandle.h"
+#include "base/StringEx.h"
+#include "registry/ConsoleUserToken.h"
+#include "registry/OSVersion.h"
+#include "registry/SystemLibrary.h"
+
+namespace
+{
+
+constexpr DWORD kUserNameLength = 260;
+constexpr DWORD kProfileNoUI = 1;
+
+// The record that the profile loader takes; its header is not among those of every compiler.
+struct ProfileInfo
+{
+    DWORD dwSize;
+    DWORD dwFlags;
+    LPWSTR lpUserName;
+    LPWSTR lpProfilePath;
+    LPWSTR lpDefaultPath;
+    LPWSTR lpServerName;
+    LPWSTR lpPolicyPath;
+    HANDLE hProfile;
+};
+static_assert(sizeof(ProfileInfo) == 56);
+
+using LoadUserProfileProc = BOOL WINAPI(HANDLE hToken, ProfileInfo* pProfileInfo);
+using ImpersonateLoggedOnUserProc = BOOL WINAPI(HANDLE hToken);
+using RevertToSelfProc = BOOL WINAPI();
+
+void DebugError(const wchar_t* pszFormat, DWORD dwError)
+{
+    CStringEx strMessage;
+    strMessage.Format(pszFormat, dwError);
+    OutputDebugStringW(strMessage);
+}
+
+}  // namespace
+
+void CRegistry::GetCurrentUserKeyInVista(HKEY* phKey)
+{
+    static const CSystemLibrary s_userenv(L"userenv.dll");
+    const CSystemLibrary& advapi32 = GetAdvapi32();
+    if (!s_userenv || !advapi32)
+    {
+        OutputDebugStringW(L"CRegistry::GetCurrentUserKeyInVista LoadSystemLibrary Fail");
+        return;
+    }
+    auto* const pfnLoadUserProfile = s_userenv.Find<LoadUserProfileProc>("LoadUserProfileW");
+    auto* const pfnImpersonate = advapi32.Find<ImpersonateLoggedOnUserProc>("ImpersonateLoggedOnUser");
+    auto* const pfnRevertToSelf = advapi32.Find<RevertToSelfProc>("RevertToSelf");
+    if (pfnLoadUserProfile == nullptr || pfnImpersonate == nullptr || pfnRevertToSelf == nullptr)
+    {
+        OutputDebugStringW(L"CRegistry::GetCurrentUserKeyInVista GetProcAddress Fail");
+        return;
+    }
+
+    CKernelHandle token;
+    if (!GetCurrentUserToken(token.Put()))
+    {
+        OutputDebugStringW(L"CRegistry::GetCurrentUserKeyInVista GetConsoleUserToken Fail");
+        return;
+    }
+
+    // Intended: the impersonation ends before the profile is loaded.
+    if (pfnImpersonate(token.Get()))
+    {
+        pfnRevertToSelf();
+    }
+    else
+    {
+        DebugError(L"CRegistry::GetCurrentUserKey: pfnImpersonateLoggedOnUser FAILED: Error = %d!\n",
+                   GetLastError());
+    }
+
+    // Intended: the name is that of the host's account, not the console user's.
+    wchar_t szUserName[kUserNameLength] = {};
+    DWORD cchUserName = kUserNameLength;
+    GetUserNameW(szUserName, &cchUserName);
+    ProfileInfo profile = {};
+    profile.dwSize = sizeof(profile);
+    profile.dwFlags = kProfileNoUI;
+    profile.lpUserName = szUserName;
+    if (!pfnLoadUserProfile(token.Get(), &profile))
+    {
+        DebugError(L"CRegistry::GetCurrentUserKey: pfnLoadUserProfile FAILED: Error = %d!\n", GetLastError());
+        OutputDebugStringW(szUserName);
+        return;
+    }
+    *phKey = static_cast<HKEY>(profile.hProfile);
+    OutputDebugStringW(L"CRegistry::GetCurrentUserKey: Success..\n");
+}
+
+HKEY CRegistry::ResolveRoot(HKEY hRoot)
+{
+    if (hRoot == HKEY_CURRENT_USER && GetOSVersion() == kOSVista)
+    {
+        GetCurrentUserKeyInVista(&hRoot);
+    }
+    return hRoot;
+}
+
+BOOL KeyExists(HKEY root, const wchar_t* subKey)
+{
+    CRegistryKey key;
+    return subKey != nullptr && RegOpenKeyExW(root, subKey, 0, KEY_QUERY_VALUE, key.Put()) == ERROR_SUCCESS;
+}
