@@ -1,6 +1,7 @@
 # kvhttp_add_test_program(<name> SOURCES ... LIBRARIES ... LABEL <label> [TIMEOUT <seconds>])
 # One GoogleTest program. ctest runs each of its tests in a process of its own, so that none sees
-# process-wide state that another has left.
+# process-wide state that another has left. The time-out is the net below the watchdog of the test
+# programs (tests/support/Watchdog.h), which acts after 40 s and can say where a test hangs.
 include(GoogleTest)
 
 function(kvhttp_add_test_program name)

@@ -28,6 +28,9 @@ public:
         return reinterpret_cast<Function*>(m_pOriginal);
     }
 
+    // Leaves the entries alone from now on, because the patched module has been unloaded.
+    void Forget() { m_entries.clear(); }
+
     // True when hModule imports a function of that name.
     static bool IsImported(HMODULE hModule, const char* pszFunction);
 

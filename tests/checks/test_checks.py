@@ -1,0 +1,118 @@
+"""Each check accepts a small sound tree, and finds each fault put into it."""
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+
+SOUND = {
+    "CMakePresets.json": '{"configurePresets": [{"name": "mingw-release"}]}\n',
+    "README.md": "Run `./run --fast`; see [limits](docs/limits.md), `src/low/` and `build/mingw-release/bin/x.dll`.\n"
+                 "| `Post(url)` | 9 `REQ_STATUS_DONE` |\n",
+    "docs/limits.md": "Made with the preset `mingw-release`; sends `text/plain`.\n",
+    "run": "#!/bin/sh\n# --fast\n",
+    "include/kvHttp/HttpRaw.h": "REQ_STATUS_DONE = 9\nvirtual HRESULT STDMETHODCALLTYPE Post(BSTR url) = 0;\n",
+    "src/CMakeLists.txt": "add_subdirectory(low)\n",
+    "src/low/CMakeLists.txt": "kvhttp_add_library(low\n  SOURCES Low.cpp\n  SYSTEM uuid)\n",
+    "src/low/Low.cpp": '#include "low/Low.h"\n#include "kvHttp/HttpRaw.h"\n',
+    "src/low/Low.h": "#include <windows.h>\n",
+    "src/high/CMakeLists.txt": "kvhttp_add_library(part\n  SOURCES Part.cpp)\n"
+                               "kvhttp_add_library(high\n  SOURCES High.cpp\n  DEPENDS low part)\n",
+    "src/high/High.cpp": '#include "high/Part.h"\n#include "low/Low.h"\n',
+    "src/high/Part.cpp": '#include "high/Part.h"\n',
+    "src/high/Part.h": "#pragma once\n",
+}
+
+
+class CheckTest(unittest.TestCase):
+    def setUp(self):
+        self.root = tempfile.mkdtemp(prefix="kvhttp-checks ")
+        self.addCleanup(shutil.rmtree, self.root)
+        for path, text in SOUND.items():
+            self.write(path, text)
+        os.chmod(os.path.join(self.root, "run"), 0o755)
+
+    def write(self, path, text):
+        path = os.path.join(self.root, path)
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as file:
+            file.write(text if isinstance(text, bytes) else text.encode())
+
+    def run_check(self, name):
+        result = subprocess.run([sys.executable, os.path.join(HERE, f"check_{name}.py"), self.root],
+                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+        return result.returncode, result.stdout
+
+    def expect_fault(self, check, path, text, message):
+        with self.subTest(check=check, fault=message):
+            self.write(path, text)
+            code, output = self.run_check(check)
+            self.assertIn(message, output)
+            self.assertEqual(output.count("\n"), 1, output)
+            self.assertEqual(code, 1)
+            if path in SOUND:
+                self.write(path, SOUND[path])
+            else:
+                os.remove(os.path.join(self.root, path))
+
+    def test_sound_tree_passes(self):
+        for check in ("text", "layering", "documents"):
+            self.assertEqual(self.run_check(check), (0, ""), check)
+
+    def test_text(self):
+        for path, text, message in (
+                ("a.cpp", b"\xff\n", "not UTF-8"),
+                ("a.cpp", "\ufeffint a;\n", "byte order mark"),
+                ("a.sh", "a\r\n", "carriage return"),
+                (".clang-tidy", "a", "exactly one newline"),
+                ("CMakeLists.txt", "a\n\n", "exactly one newline"),
+                ("scripts/x", "a\nb \nc\n", "scripts/x:2: blanks"),
+                ("a.py", "\ta\n", "a tab"),
+                ("src/a.cpp", "a\n" * 601, "601 lines; at most 600"),
+                ("tests/a.h", "a\n" * 401, "401 lines; at most 400"),
+        ):
+            self.expect_fault("text", path, text, message)
+        self.write("src/a.cpp", "a\n" * 600)
+        self.write("tests/a.h", "a\n" * 400)
+        self.write("tests/data/prefs.js", "a\r\n")
+        self.write("build/x.cpp", "a\r\n")
+        self.assertEqual(self.run_check("text"), (0, ""))
+
+    def test_layering(self):
+        low = SOUND["src/low/CMakeLists.txt"]
+        for path, text, message in (
+                ("src/low/Low.h", '#include "high/Part.h"\n',
+                 'src/low/Low.h: includes "high/Part.h" of part, which DEPENDS of low does not name'),
+                ("src/high/Part.cpp", '#include "low/Low.h"\n',
+                 'src/high/Part.cpp: includes "low/Low.h" of low, which DEPENDS of part does not name'),
+                ("src/high/High.cpp", '# include "low/Gone.h"\n', '"low/Gone.h" is no file of'),
+                ("src/low/CMakeLists.txt", low.replace("SYSTEM", "DEPENDS high\n  SYSTEM"),
+                 "depend on each other: high, low"),
+                ("src/low/CMakeLists.txt", low.replace("SYSTEM", "DEPENDS gone\n  SYSTEM"),
+                 "DEPENDS names gone, which is no library"),
+                ("src/low/CMakeLists.txt", low + "  kvhttp_add_library(${name} SOURCES a.cpp)\n", "cannot read"),
+                ("src/stray/Stray.cpp", "\n", "src/stray/Stray.cpp: belongs to no library"),
+        ):
+            self.expect_fault("layering", path, text, message)
+
+    def test_documents(self):
+        for path, text, message in (
+                ("README.md", "See `src/gone.cpp`.\n", "src/gone.cpp does not exist"),
+                ("README.md", "See [it](docs/gone.md#part).\n", "docs/gone.md does not exist"),
+                ("docs/limits.md", "See [it](gone.md).\n", "docs/gone.md does not exist"),
+                ("README.md", "```sh\n./gone\n```\n", "./gone is no program"),
+                ("README.md", "Run `./run --slow`.\n", "./run knows no --slow"),
+                ("README.md", "Run `./run --fas`.\n", "./run knows no --fas"),
+                ("README.md", "`build/mingw-gone/bin/x`\n", "there is no preset mingw-gone"),
+                ("docs/limits.md", "`mingw-gone`\n", "there is no preset mingw-gone"),
+                ("README.md", "| `Put(url)` | puts |\n", "IHttpRaw has no Put"),
+                ("README.md", "| 8 `REQ_STATUS_DONE` | |\n", "no 8 REQ_STATUS_DONE"),
+                ("README.md", "`REQ_STATUS_GONE`\n", "no  REQ_STATUS_GONE"),
+        ):
+            self.expect_fault("documents", path, text, message)
+
+
+unittest.main()

@@ -1,0 +1,139 @@
+"""test.sh and install-packages from the outside: what they refuse, what reaches ctest, and that nothing is asked
+of the machine when nothing is missing."""
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = sys.argv.pop(1)
+INSTALL = os.path.join(ROOT, "scripts", "install-packages")
+
+
+def run(*command, **environment):
+    return subprocess.run(command, env={**os.environ, **environment}, stdin=subprocess.DEVNULL, text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=60, check=False)
+
+
+def put_program(folder, name, text):
+    path = os.path.join(folder, name)
+    with open(path, "w", encoding="utf-8") as file:
+        file.write("#!/bin/bash\n" + text)
+    os.chmod(path, 0o755)
+
+
+class InstallPackagesTest(unittest.TestCase):
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory(prefix="kvhttp scripts ")
+        self.addCleanup(temporary.cleanup)
+        self.bin = temporary.name
+        self.log = os.path.join(self.bin, "log")
+        for name in ("apt-get", "sudo"):
+            put_program(self.bin, name, f'echo {name} "$@" >> "{self.log}"\n')
+        put_program(self.bin, "id", "echo 0\n")
+
+    def calls(self):
+        if not os.path.exists(self.log):
+            return []
+        with open(self.log, encoding="utf-8") as file:
+            return file.read().splitlines()
+
+    def hide_all_commands(self):
+        """Leaves the machine bash, env and what stands here: every package is missing."""
+        for name in ("bash", "env"):
+            os.symlink(f"/usr/bin/{name}", os.path.join(self.bin, name))
+        return self.bin
+
+    def test_does_nothing_when_all_is_there(self):
+        for group in ("run", "test"):
+            result = run(INSTALL, group, PATH=self.bin + ":" + os.environ["PATH"])
+            self.assertEqual((result.returncode, result.stdout), (0, ""))
+        self.assertEqual(self.calls(), [])
+
+    def test_installs_what_is_missing_after_one_update(self):
+        result = run(INSTALL, "run", PATH=self.hide_all_commands())
+        self.assertEqual(result.returncode, 0, result.stdout)
+        update, install = self.calls()
+        self.assertTrue(update.endswith(" update"), update)
+        for word in ("install", "--no-install-recommends", "g++-mingw-w64-x86-64-posix", "cmake", "ninja-build", "wine"):
+            self.assertIn(word, install.split())
+        self.assertNotIn("clang-tidy", install.split())
+
+    def test_uses_sudo_without_a_prompt_where_nobody_can_answer(self):
+        put_program(self.bin, "id", "echo 1000\n")
+        self.assertEqual(run(INSTALL, "run", PATH=self.hide_all_commands()).returncode, 0)
+        for call in self.calls():
+            self.assertTrue(call.startswith("sudo -n env DEBIAN_FRONTEND=noninteractive apt-get "), call)
+
+    def test_names_what_is_missing_when_it_cannot_install(self):
+        put_program(self.bin, "id", "echo 1000\n")
+        os.remove(os.path.join(self.bin, "sudo"))
+        result = run(INSTALL, "run", PATH=self.hide_all_commands())
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("g++-mingw-w64-x86-64-posix", result.stdout)
+
+    def test_refuses_an_unknown_group(self):
+        for arguments in ([], ["everything"]):
+            self.assertEqual(run(INSTALL, *arguments).returncode, 2)
+
+
+class TestShTest(unittest.TestCase):
+    def setUp(self):
+        """A copy of test.sh among stand-ins that write down how they were called."""
+        temporary = tempfile.TemporaryDirectory(prefix="kvhttp scripts ")
+        self.addCleanup(temporary.cleanup)
+        self.root = temporary.name
+        self.log = os.path.join(self.root, "log")
+        os.makedirs(os.path.join(self.root, "scripts"))
+        with open(os.path.join(ROOT, "test.sh"), encoding="utf-8") as file:
+            put_program(self.root, "test.sh", file.read())
+        for name in ("cmake", "ctest", "scripts/install-packages", "scripts/wine-run"):
+            put_program(self.root, name, f'echo {name} "$@" >> "{self.log}"\n[[ "{name} $*" != ${{FAIL-none}} ]]\n')
+
+    def run_script(self, *arguments, **environment):
+        result = run(os.path.join(self.root, "test.sh"), *arguments,
+                     PATH=self.root + ":" + os.environ["PATH"], **environment)
+        with open(self.log, "a+", encoding="utf-8") as file:
+            file.seek(0)
+            return result.returncode, result.stdout, file.read().splitlines()
+
+    def test_runs_every_stage_in_order(self):
+        code, _, calls = self.run_script()
+        self.assertEqual(code, 0)
+        self.assertEqual(calls, [
+            "scripts/install-packages test",
+            "cmake --preset mingw-release",
+            "cmake --build --preset mingw-release",
+            "cmake --preset mingw-clang",
+            "cmake --build --preset mingw-clang",
+            "scripts/wine-run",
+            "scripts/wine-run --start",
+            "ctest --test-dir build/mingw-release -j2 --output-on-failure --no-tests=error",
+            "scripts/wine-run --stop",
+        ])
+
+    def test_filter_and_preset_reach_ctest(self):
+        _, _, calls = self.run_script("--filter", "A b|C", "--preset", "mingw-debug")
+        self.assertIn("ctest --test-dir build/mingw-debug -j2 --output-on-failure --no-tests=error -R A b|C", calls)
+
+    def test_a_failing_stage_ends_it(self):
+        for stage in ("scripts/install-packages*", "cmake --preset mingw-r*", "cmake --build --preset mingw-r*",
+                      "cmake --build --preset mingw-clang", "scripts/wine-run ", "ctest*"):
+            with self.subTest(stage=stage):
+                code, output, calls = self.run_script(FAIL=stage.replace(" ", "\\ "))
+                self.assertNotEqual(code, 0)
+                if stage != "ctest*":
+                    self.assertIn("test.sh: failed: ", output)
+                    self.assertFalse([call for call in calls if call.startswith("ctest")])
+                os.remove(self.log)
+
+    def test_leaves_a_server_alone_that_another_started(self):
+        _, _, calls = self.run_script(FAIL="scripts/wine-run\\ --start")
+        self.assertTrue(calls[-1].startswith("ctest"), calls)
+
+    def test_refuses_what_it_does_not_know(self):
+        for arguments in (["--fast"], ["--preset", "msvc"], ["extra"]):
+            self.assertEqual(self.run_script(*arguments)[0], 2)
+
+
+unittest.main()

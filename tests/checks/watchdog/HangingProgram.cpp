@@ -1,0 +1,27 @@
+// A program whose one test never ends: what the watchdog's own test watches.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+// Neither can be inlined into its caller, nor be its last jump, so that the report names them.
+__declspec(noinline) bool WaitForever(HANDLE hEvent)
+{
+    return WaitForSingleObject(hEvent, INFINITE) == WAIT_OBJECT_0;
+}
+
+__declspec(noinline) DWORD WINAPI SleepForever(void* pUnused)
+{
+    Sleep(INFINITE);
+    return pUnused != nullptr;
+}
+
+TEST(HangingProgram, NeverEnds)
+{
+    const HANDLE hThread = CreateThread(nullptr, 0, SleepForever, nullptr, 0, nullptr);
+    ASSERT_NE(hThread, nullptr);
+    EXPECT_FALSE(WaitForever(CreateEventW(nullptr, TRUE, FALSE, nullptr)));
+}
+
+TEST(HangingProgram, EndsInTime)
+{
+    EXPECT_EQ(WaitForSingleObject(GetCurrentThread(), 10), WAIT_TIMEOUT);
+}

@@ -1,0 +1,45 @@
+// The answers that a scripted function gives, one a call: the steps in their order, then the standing
+// answer for ever.
+#pragma once
+
+#include <deque>
+#include <mutex>
+#include <utility>
+
+template <typename Step>
+class CScript
+{
+public:
+    explicit CScript(Step standing) : m_standing(std::move(standing)) {}
+
+    CScript& Then(Step step)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_steps.push_back(std::move(step));
+        return *this;
+    }
+
+    void Always(Step step)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_steps.clear();
+        m_standing = std::move(step);
+    }
+
+    Step Next()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_steps.empty())
+        {
+            return m_standing;
+        }
+        Step step = std::move(m_steps.front());
+        m_steps.pop_front();
+        return step;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::deque<Step> m_steps;
+    Step m_standing;
+};

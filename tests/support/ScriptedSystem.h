@@ -1,0 +1,95 @@
+// The rest of the platform as a test scripts it: the tick counter, the start of threads, the download
+// file, windows, memory, and the trace library. Calls go to the journal; what the product asks for beside
+// these goes to the platform itself.
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/BuiltModule.h"
+#include "support/Gate.h"
+#include "support/Journal.h"
+#include "support/Script.h"
+
+class CScriptedSystem
+{
+public:
+    explicit CScriptedSystem(CJournal& journal);
+    ~CScriptedSystem();
+    CScriptedSystem(const CScriptedSystem&) = delete;
+    CScriptedSystem& operator=(const CScriptedSystem&) = delete;
+
+    void Attach(CBuiltModule& module);
+
+    // What GetTickCount gives; it moves only by the test's hand.
+    std::atomic<DWORD> m_dwTick{100000};
+
+    // Threads. A worker is held before its first instruction until LetGo, so that what the host does in
+    // its sending call always comes first.
+    std::atomic<bool> m_bThreadsFail{false};
+    std::atomic<bool> m_bThreadsHeld{true};
+    void LetGo();
+    // False when a started thread does not end in time.
+    bool WaitForThreads();
+    // The object that the last thread was started on.
+    void* Worker() const { return m_pWorker; }
+
+    // The download file. Contents are kept here, nothing is written to the disk.
+    std::atomic<bool> m_bFilesFail{false};
+    CScript<std::optional<DWORD>> m_writes{std::nullopt};  // bytes that are reported as written; absent: all
+    std::string FileContent() const;
+    bool IsFileOpen() const { return m_bFileOpen; }
+
+    // Windows that exist, by number.
+    std::set<int> m_windows;
+
+    // Memory. Blocks of sizes from first to last are refused to the module.
+    void RefuseMemory(size_t first, size_t last);
+    void RefuseGrowth() { m_bGrowthRefused = true; }
+    // The sizes that the module has asked realloc for.
+    std::vector<size_t> Growths() const;
+
+    // The trace library.
+    bool m_bTraceLibrary = true;
+    CScript<bool> m_traceExports{true};
+    bool IsTraceLibraryLoaded() const { return m_bTraceLoaded; }
+
+    // What stands behind the scripted functions.
+    uintptr_t StartThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*), void* argument,
+                          unsigned flags, unsigned* pId);
+    HANDLE CreateDownloadFile(const wchar_t* path, DWORD access, DWORD share, const void* security,
+                              DWORD disposition, DWORD attributes, HANDLE hTemplate);
+    BOOL WriteDownloadFile(HANDLE file, const void* data, DWORD cb, DWORD* pcbWritten, void* overlapped);
+    BOOL CloseAnyHandle(HANDLE handle);
+    BOOL DeleteDownloadFile(const wchar_t* path);
+    BOOL IsScriptedWindow(HWND hWnd);
+    HWND Desktop();
+    HMODULE LoadTraceLibrary(const wchar_t* path);
+    BOOL FreeAnyLibrary(HMODULE hModule);
+    FARPROC FindExport(HMODULE hModule, const char* name);
+    HMODULE FindModule(const wchar_t* name);
+    void* Allocate(size_t size);
+    void* Grow(void* block, size_t size);
+    void AddTrace(unsigned long level, unsigned long second, unsigned long third, const char* text);
+
+private:
+    CJournal& m_journal;
+    mutable std::mutex m_mutex;
+    std::vector<HANDLE> m_threads;
+    std::vector<std::shared_ptr<CGate>> m_gates;
+    void* m_pWorker = nullptr;
+    std::string m_content;
+    std::vector<size_t> m_growths;
+    std::atomic<bool> m_bFileOpen{false};
+    std::atomic<size_t> m_cbRefusedFirst{1};
+    std::atomic<size_t> m_cbRefusedLast{0};
+    std::atomic<bool> m_bGrowthRefused{false};
+    std::atomic<bool> m_bTraceLoaded{false};
+};

@@ -1,0 +1,100 @@
+#include "unit/proxy/ScriptedShell.h"
+
+namespace
+{
+
+CScriptedShell* g_pShell = nullptr;
+
+PIDLIST_ABSOLUTE FakeList()
+{
+    static ITEMIDLIST s_list = {};
+    return &s_list;
+}
+
+class CFakeMalloc final : public IMalloc
+{
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
+    ULONG STDMETHODCALLTYPE Release() override
+    {
+        g_pShell->m_calls.push_back("allocator released");
+        return 0;
+    }
+    void* STDMETHODCALLTYPE Alloc(SIZE_T) override { return nullptr; }
+    void* STDMETHODCALLTYPE Realloc(void*, SIZE_T) override { return nullptr; }
+    void STDMETHODCALLTYPE Free(void* block) override
+    {
+        g_pShell->m_calls.push_back(block == FakeList() ? "list freed" : "something else freed");
+    }
+    SIZE_T STDMETHODCALLTYPE GetSize(void*) override { return 0; }
+    int STDMETHODCALLTYPE DidAlloc(void*) override { return 1; }
+    void STDMETHODCALLTYPE HeapMinimize() override {}
+};
+
+}  // namespace
+
+struct CScriptedShell::Platform
+{
+    static HRESULT WINAPI ScriptedGetMalloc(IMalloc** ppMalloc)
+    {
+        static CFakeMalloc s_malloc;
+        g_pShell->m_calls.push_back("SHGetMalloc");
+        if (!g_pShell->m_bAllocator)
+        {
+            return E_FAIL;
+        }
+        *ppMalloc = &s_malloc;
+        return S_OK;
+    }
+
+    static HRESULT WINAPI ScriptedGetLocation(HWND hWnd, int folder, PIDLIST_ABSOLUTE* ppList)
+    {
+        g_pShell->m_calls.push_back("SHGetSpecialFolderLocation(" +
+                                    std::string(hWnd == nullptr ? "no window" : "a window") + ", " +
+                                    std::to_string(folder) + ")");
+        if (g_pShell->m_bLocation || g_pShell->m_bListOnFailure)
+        {
+            *ppList = FakeList();
+        }
+        return g_pShell->m_bLocation ? S_OK : E_FAIL;
+    }
+
+    static BOOL WINAPI ScriptedGetPath(PCIDLIST_ABSOLUTE pList, LPSTR pszPath)
+    {
+        g_pShell->m_calls.push_back(pList == FakeList() ? "SHGetPathFromIDListA"
+                                                        : "SHGetPathFromIDListA of another list");
+        g_pShell->m_folder.copy(pszPath, g_pShell->m_folder.size());
+        return g_pShell->m_bPath ? TRUE : FALSE;
+    }
+
+    static UINT WINAPI ScriptedGetWindows(LPSTR pszPath, UINT cch)
+    {
+        g_pShell->m_calls.push_back("GetWindowsDirectoryA(" + std::to_string(cch) + ")");
+        if (!g_pShell->m_windows.empty())
+        {
+            g_pShell->m_windows.copy(pszPath, g_pShell->m_windows.size());
+            pszPath[g_pShell->m_windows.size()] = '\0';
+        }
+        return g_pShell->m_cchWindows;
+    }
+};
+
+CScriptedShell::CScriptedShell()
+{
+    g_pShell = this;
+    const HMODULE hSelf = GetModuleHandleW(nullptr);
+    m_patches.push_back(std::make_unique<CImportPatch>(hSelf, "SHGetMalloc", Platform::ScriptedGetMalloc));
+    m_patches.push_back(
+        std::make_unique<CImportPatch>(hSelf, "SHGetSpecialFolderLocation", Platform::ScriptedGetLocation));
+    m_patches.push_back(
+        std::make_unique<CImportPatch>(hSelf, "SHGetPathFromIDListA", Platform::ScriptedGetPath));
+    m_patches.push_back(
+        std::make_unique<CImportPatch>(hSelf, "GetWindowsDirectoryA", Platform::ScriptedGetWindows));
+}
+
+CScriptedShell::~CScriptedShell()
+{
+    m_patches.clear();
+    g_pShell = nullptr;
+}

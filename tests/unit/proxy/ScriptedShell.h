@@ -1,0 +1,40 @@
+// Scripts where the shell says that the user's application data lies, and the Windows folder. Calls are
+// recorded in their order.
+#pragma once
+
+#include <windows.h>
+
+#include <shlobj.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/ImportPatch.h"
+
+class CScriptedShell
+{
+public:
+    CScriptedShell();
+    ~CScriptedShell();
+    CScriptedShell(const CScriptedShell&) = delete;
+    CScriptedShell& operator=(const CScriptedShell&) = delete;
+
+    // What the shell gives. On a failing conversion too the folder is written, as a platform may do.
+    std::string m_folder = "Q:\\appdata";
+    bool m_bAllocator = true;
+    bool m_bLocation = true;
+    bool m_bListOnFailure = false;  // an item list is handed out though the location fails
+    bool m_bPath = true;
+
+    // What GetWindowsDirectoryA writes and returns; written is nothing when it is empty.
+    std::string m_windows = "Q:\\windir";
+    UINT m_cchWindows = 9;
+
+    std::vector<std::string> m_calls;
+
+private:
+    struct Platform;
+
+    std::vector<std::unique_ptr<CImportPatch>> m_patches;
+};

@@ -1,0 +1,83 @@
+// Scripts what this test program asks for on the way to the console user's hive: processes, tokens,
+// sessions and the profile loader, with the libraries and entry points behind them. Every call is written
+// to Calls in its order. Handles are made up; closing one that is not open is written down as a fault.
+// What a failing call hands out is garbage.
+#pragma once
+
+#include <windows.h>
+
+#include <userenv.h>
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/ImportPatch.h"
+
+struct CScriptedProcess
+{
+    DWORD dwId;
+    const wchar_t* pszPath;  // null: the path cannot be had
+    DWORD dwSession;
+    bool bOpens = true;
+    bool bTokenOpens = true;
+    bool bSessionKnown = true;
+};
+
+class CScriptedConsole
+{
+public:
+    // A user at console session 1, whose shell is process 20, and a profile loader that works.
+    CScriptedConsole();
+    ~CScriptedConsole();
+    CScriptedConsole(const CScriptedConsole&) = delete;
+    CScriptedConsole& operator=(const CScriptedConsole&) = delete;
+
+    DWORD m_dwConsoleSession = 1;
+    std::vector<CScriptedProcess> m_processes;
+    bool m_bEnumerates = true;
+    DWORD m_cbEnumerated = 0;  // when not 0, reported in place of the true size
+
+    std::set<std::string> m_missingEntryPoints;
+    std::set<std::wstring> m_missingLibraries;  // file names
+    bool m_bKernel32Missing = false;
+
+    DWORD m_dwImpersonationError = ERROR_SUCCESS;
+    DWORD m_dwProfileError = ERROR_SUCCESS;
+    HKEY m_hHive = nullptr;
+    std::wstring m_userName = L"hostaccount";
+    PROFILEINFOW m_profile = {};  // as the loader got it
+
+    // All calls; those that do not look for libraries and entry points; the texts for the debugger.
+    const std::vector<std::string>& Calls() const { return m_calls; }
+    std::vector<std::string> Steps() const;
+    std::vector<std::string> DebugTexts() const;
+    void ClearCalls() { m_calls.clear(); }
+    std::vector<std::string> OpenHandles() const;
+
+    static HANDLE ProcessHandle(DWORD dwId);
+    static HANDLE TokenHandle(DWORD dwId);
+
+private:
+    struct Platform;
+
+    void Add(const std::string& call) { m_calls.push_back(call); }
+    std::string Name(HANDLE handle) const;
+    const CScriptedProcess* Find(HANDLE handle) const;
+    void Open(HANDLE handle, const std::string& name);
+
+    template <typename Function>
+    Function* Patch(const char* pszFunction, Function* pfnReplacement)
+    {
+        m_patches.push_back(
+            std::make_unique<CImportPatch>(GetModuleHandleW(nullptr), pszFunction, pfnReplacement));
+        return m_patches.back()->Original<Function>();
+    }
+
+    std::vector<std::unique_ptr<CImportPatch>> m_patches;
+    std::vector<std::string> m_calls;
+    std::map<HANDLE, std::string> m_names;  // of every handle that was ever handed out
+    std::set<HANDLE> m_open;
+};

@@ -1,0 +1,303 @@
+// What the owner's thread does with a request: inputs, status, time-out, answer and destruction.
+#include <gmock/gmock.h>
+
+#include <comdef.h>
+
+#include <memory>
+
+#include "request/HttpRequest.h"
+#include "unit/request/RequestScript.h"
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::MatchesRegex;
+
+const HINTERNET kSession = reinterpret_cast<HINTERNET>(0x1000);
+
+class HttpRequestOwnerTest : public testing::Test
+{
+protected:
+    HttpRequestOwnerTest() { m_script.m_dwTick = 1000; }
+
+    unsigned long Status()
+    {
+        unsigned long status = 0xEEEE;
+        EXPECT_EQ(m_pRequest->GetStatus(&status), S_OK);
+        return status;
+    }
+
+    // Runs a whole exchange and waits until its thread is gone.
+    void RunExchange()
+    {
+        ASSERT_TRUE(m_pRequest->StartWorker());
+        m_script.m_thread.ExitCode(m_script.m_thread.m_starts.size() - 1);
+    }
+
+    CRequestScript m_script;
+    std::unique_ptr<CHttpRequest> m_pRequest = std::make_unique<CHttpRequest>(kSession);
+};
+
+TEST_F(HttpRequestOwnerTest, StartsIdleWithItsDefaults)
+{
+    EXPECT_EQ(Status(), 1ul);
+    EXPECT_EQ(m_pRequest->m_nTimeout, 0ul);
+    EXPECT_EQ(m_pRequest->m_bTraceResponse, 1ul);
+    EXPECT_EQ(m_pRequest->GetTimeoutMs(), 60000u);
+    EXPECT_TRUE(m_pRequest->IsIdle());
+    EXPECT_TRUE(m_pRequest->HasLeft());
+}
+
+TEST_F(HttpRequestOwnerTest, TracesItsConstruction)
+{
+    EXPECT_THAT(
+        m_script.m_thread.TakeTexts(),
+        ElementsAre("2:--> CHttpRequest::CHttpRequest \n",
+                    MatchesRegex("2: CHttpRequest::CHttpRequest, object=0x%X,\\(void\\*\\)this=0x\\w+,\n"),
+                    "2:<-- CHttpRequest::CHttpRequest \n"));
+}
+
+TEST_F(HttpRequestOwnerTest, TracesItsDestruction)
+{
+    m_script.m_thread.TakeTexts();
+    m_pRequest.reset();
+    EXPECT_THAT(
+        m_script.m_thread.TakeTexts(),
+        ElementsAre("2:--> CHttpRequest::~CHttpRequest\n \n",
+                    MatchesRegex("2: CHttpRequest::~CHttpRequest, object=0x%X,\\(void\\*\\)this=0x\\w+,\n"),
+                    "2: Wait Thread exit...,\n", "2:<-- CHttpRequest::~CHttpRequest\n \n"));
+    EXPECT_THAT(m_script.Calls(), ElementsAre()) << "nothing was open";
+}
+
+TEST_F(HttpRequestOwnerTest, TakesTheTimeoutInSeconds)
+{
+    struct Row
+    {
+        unsigned long seconds;
+        DWORD dwMilliseconds;
+    };
+    const Row rows[] = {{0, 60000}, {1, 1000}, {5, 5000}, {60, 60000}, {4294967, 4294967000}, {4294968, 704}};
+    for (const Row& row : rows)
+    {
+        m_pRequest->m_nTimeout = row.seconds;
+        EXPECT_EQ(m_pRequest->GetTimeoutMs(), row.dwMilliseconds) << row.seconds << " s";
+    }
+}
+
+TEST_F(HttpRequestOwnerTest, TracesAndStoresAStatus)
+{
+    m_script.m_thread.TakeTexts();
+    m_pRequest->UpdateRequestStatus(REQ_STATUS_NOT_CONNECTED);
+    EXPECT_THAT(m_script.m_thread.TakeTexts(),
+                ElementsAre("2:--> CHttpRequest::UpdateRequestStatus \n", "2: emStatus=3,\n",
+                            "2:<-- CHttpRequest::UpdateRequestStatus \n"));
+    EXPECT_EQ(Status(), 3ul);
+}
+
+TEST_F(HttpRequestOwnerTest, EnforcesTheTimeoutOnlyWhileTheExchangeRuns)
+{
+    struct Row
+    {
+        const char* label;
+        HttpRequestStatus status;
+        unsigned long seconds;
+        DWORD dwElapsed;
+        unsigned long expected;
+    };
+    const Row rows[] = {
+        {"sending, default limit reached", REQ_STATUS_SENDING, 0, 60000, 5},
+        {"sending, default limit exceeded", REQ_STATUS_SENDING, 0, 60001, 7},
+        {"receiving, default limit reached", REQ_STATUS_RECEIVING, 0, 60000, 6},
+        {"receiving, default limit exceeded", REQ_STATUS_RECEIVING, 0, 60001, 7},
+        {"sending, own limit reached", REQ_STATUS_SENDING, 5, 5000, 5},
+        {"sending, own limit exceeded", REQ_STATUS_SENDING, 5, 5001, 7},
+        {"HTTP error", REQ_STATUS_HTTP_ERROR, 1, 60001, 0},
+        {"idle", REQ_STATUS_IDLE, 1, 60001, 1},
+        {"failed", REQ_STATUS_FAILED, 1, 60001, 2},
+        {"not connected", REQ_STATUS_NOT_CONNECTED, 1, 60001, 3},
+        {"done", REQ_STATUS_DONE, 1, 60001, 9},
+    };
+    for (const Row& row : rows)
+    {
+        m_script.m_dwTick = 1000;
+        CHttpRequest request(kSession);
+        request.m_nTimeout = row.seconds;
+        request.UpdateRequestStatus(row.status);
+        m_script.m_dwTick = 1000 + row.dwElapsed;
+        m_script.m_thread.TakeTexts();
+        unsigned long status = 0xEEEE;
+        EXPECT_EQ(request.GetStatus(&status), S_OK) << row.label;
+        EXPECT_EQ(status, row.expected) << row.label;
+        const bool bTimedOut = row.expected == 7;
+        EXPECT_EQ(m_script.m_thread.TakeTexts().size(), bTimedOut ? 3u : 0u) << row.label;
+    }
+}
+
+TEST_F(HttpRequestOwnerTest, SeesNoTimeoutWhenTheTickCountHasWrapped)
+{
+    m_script.m_dwTick = 0xFFFFFFF0;
+    CHttpRequest request(kSession);
+    request.UpdateRequestStatus(REQ_STATUS_SENDING);
+    m_script.m_dwTick = 0xFFFFFFE0;
+    unsigned long status = 0;
+    request.GetStatus(&status);
+    EXPECT_EQ(status, 5ul);
+}
+
+TEST_F(HttpRequestOwnerTest, StartRestartsTheClockEvenWhenNoThreadCanBeMade)
+{
+    m_script.m_dwTick = 500000;
+    m_script.m_thread.m_bCanStart = false;
+    EXPECT_FALSE(m_pRequest->StartWorker());
+    m_pRequest->UpdateRequestStatus(REQ_STATUS_SENDING);
+    m_script.m_dwTick = 560000;
+    EXPECT_EQ(Status(), 5ul);
+    m_script.m_dwTick = 560001;
+    EXPECT_EQ(Status(), 7ul);
+}
+
+TEST_F(HttpRequestOwnerTest, RefusesANullUrlAndKeepsTheOldOne)
+{
+    EXPECT_EQ(m_pRequest->SetUrl(L"http://first:81/a?b", L"x=1"), S_OK);
+    EXPECT_EQ(m_pRequest->SetUrl(nullptr, L"y=2"), E_INVALIDARG);
+    RunExchange();
+    EXPECT_THAT(m_script.Calls(),
+                ElementsAre("worker: connect 4096 first 81", "worker: open /a?b", "worker: send [x=1]"));
+}
+
+TEST_F(HttpRequestOwnerTest, CountsNullFormDataAsEmpty)
+{
+    m_pRequest->SetUrl(L"http://host/", L"x=1");
+    EXPECT_EQ(m_pRequest->SetUrl(L"http://host/p", nullptr), S_OK);
+    RunExchange();
+    EXPECT_THAT(m_script.Calls(),
+                ElementsAre("worker: connect 4096 host 80", "worker: open /p", "worker: send []"));
+}
+
+TEST_F(HttpRequestOwnerTest, RefusesANullFileAndTracesAnyOther)
+{
+    m_script.m_thread.TakeTexts();
+    EXPECT_EQ(m_pRequest->SetFile(nullptr), E_INVALIDARG);
+    EXPECT_THAT(m_script.m_thread.TakeTexts(), ElementsAre());
+    EXPECT_EQ(m_pRequest->SetFile(L"C:\\a b.txt"), S_OK);
+    EXPECT_EQ(m_pRequest->SetFile(L""), S_OK);
+    EXPECT_THAT(m_script.m_thread.TakeTexts(),
+                ElementsAre("2: Http download file to :[%s],lpszFile=C:\\a b.txt,\n",
+                            "2: Http download file to :[%s],lpszFile=,\n"));
+}
+
+TEST_F(HttpRequestOwnerTest, KeepsTheAnswerInMemoryWithoutAFile)
+{
+    m_pRequest->SetFile(L"C:\\never-made.txt");
+    m_pRequest->SetFile(L"");
+    m_pRequest->SetUrl(L"http://host/", L"x");
+    m_script.m_pieces = {"answer"};
+    RunExchange();
+    EXPECT_EQ(Status(), 9ul);
+    BSTR bstr = nullptr;
+    EXPECT_EQ(m_pRequest->GetResponse(&bstr), S_OK);
+    SysFreeString(bstr);
+}
+
+TEST_F(HttpRequestOwnerTest, RunEndsWithZeroAndReportsOnlyThroughTheStatus)
+{
+    m_script.m_bConnected = FALSE;
+    m_pRequest->SetUrl(L"http://host/", L"x");
+    EXPECT_EQ(m_pRequest->Run(), 0u);
+    EXPECT_EQ(Status(), 3ul);
+    EXPECT_THAT(m_script.Calls(), ElementsAre());
+}
+
+TEST_F(HttpRequestOwnerTest, UsesADesktopWindowWhenItsOwnHasGone)
+{
+    EXPECT_EQ(m_pRequest->GetParentWnd(), GetDesktopWindow());
+    m_pRequest->SetParentWnd(reinterpret_cast<HWND>(0x7FFF1234));
+    EXPECT_EQ(m_pRequest->GetParentWnd(), GetDesktopWindow());
+}
+
+// A time-out that the owner has seen stops the worker's reading, which then reports a failure.
+TEST_F(HttpRequestOwnerTest, TimeoutStopsTheReading)
+{
+    CEvent reading;
+    CEvent polled;
+    m_script.m_pieces = {"abc", "def"};
+    m_script.m_onRead = [&]
+    {
+        reading.Set();
+        polled.Wait();
+    };
+    m_pRequest->SetUrl(L"http://host/", L"x");
+    ASSERT_TRUE(m_pRequest->StartWorker());
+    ASSERT_TRUE(reading.Wait());
+    EXPECT_EQ(Status(), 6ul);
+    m_script.m_dwTick = 61001;
+    EXPECT_EQ(Status(), 7ul);
+    m_script.m_dwTick = 1000;  // the worker's own look at the clock finds nothing
+    polled.Set();
+    m_script.m_thread.ExitCode();
+    EXPECT_EQ(Status(), 2ul);
+    BSTR bstr = nullptr;
+    EXPECT_EQ(m_pRequest->GetResponse(&bstr), E_FAIL);
+}
+
+TEST_F(HttpRequestOwnerTest, DestructionWakesTheWorkerAndWaitsForIt)
+{
+    CEvent sending;
+    CEvent closed;
+    m_script.m_onSend = [&](int)
+    {
+        sending.Set();
+        closed.Wait();
+        return FALSE;
+    };
+    m_script.m_onCloseRequest = [&](int) { closed.Set(); };
+    m_pRequest->SetUrl(L"http://host/", L"x");
+    ASSERT_TRUE(m_pRequest->StartWorker());
+    ASSERT_TRUE(sending.Wait());
+    m_pRequest.reset();
+    EXPECT_EQ(m_script.m_thread.ExitCode(), 0u) << "the worker was killed";
+    EXPECT_THAT(m_script.Calls(),
+                ElementsAre("worker: connect 4096 host 80", "worker: open /", "worker: send [x]",
+                            "owner: close request 1", "owner: close connection 1"));
+}
+
+TEST_F(HttpRequestOwnerTest, DestructionClosesWhatAFinishedExchangeHasLeftOpen)
+{
+    m_pRequest->SetUrl(L"http://host/", L"x");
+    RunExchange();
+    m_pRequest.reset();
+    EXPECT_THAT(m_script.Calls(),
+                ElementsAre("worker: connect 4096 host 80", "worker: open /", "worker: send [x]",
+                            "owner: close request 1", "owner: close connection 1"));
+}
+
+TEST_F(HttpRequestOwnerTest, IsIdleOnlyWhenItsWorkerHasLeft)
+{
+    CEvent sending;
+    CEvent go;
+    m_script.m_onSend = [&](int)
+    {
+        sending.Set();
+        go.Wait();
+        return TRUE;
+    };
+    m_pRequest->SetUrl(L"http://host/", L"x");
+    ASSERT_TRUE(m_pRequest->StartWorker());
+    ASSERT_TRUE(sending.Wait());
+    for (const HttpRequestStatus status :
+         {REQ_STATUS_SENDING, REQ_STATUS_RECEIVING, REQ_STATUS_TIMEOUT, REQ_STATUS_FAILED})
+    {
+        m_pRequest->UpdateRequestStatus(status);
+        EXPECT_FALSE(m_pRequest->IsIdle()) << "status " << status;
+    }
+    go.Set();
+    m_script.m_thread.ExitCode();
+    for (const HttpRequestStatus status : {REQ_STATUS_SENDING, REQ_STATUS_TIMEOUT, REQ_STATUS_DONE})
+    {
+        m_pRequest->UpdateRequestStatus(status);
+        EXPECT_TRUE(m_pRequest->IsIdle()) << "status " << status;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,186 @@
+// The moments at which owner and worker could hurt each other, held open by the test.
+#include "request/Thread.h"
+
+#include <gtest/gtest.h>
+
+#include "unit/request/ThreadScript.h"
+
+namespace
+{
+
+using LockFunction = void WINAPI(CRITICAL_SECTION*);
+using SleepFunction = void WINAPI(DWORD);
+
+class ThreadHazardTest : public testing::Test
+{
+protected:
+    enum Hold
+    {
+        HOLD_NOWHERE,
+        HOLD_BEFORE_LEAVING,  // the worker still owns the lock
+        HOLD_AFTER_LEAVING,   // the worker is inside the call, the lock is free
+    };
+
+    ThreadHazardTest()
+    {
+        s_pTest = this;
+        s_pfnEnter = m_enter.Original<LockFunction>();
+        s_pfnLeave = m_leave.Original<LockFunction>();
+        s_pfnSleep = m_sleep.Original<SleepFunction>();
+        m_script.m_onClosed = [this](HANDLE hClosed)
+        {
+            if (IsWorker() && hClosed == m_script.m_starts.at(0).hThread)
+            {
+                m_bHandleClosed = true;
+            }
+        };
+        m_thread.m_run = [] { return 0u; };
+    }
+    ~ThreadHazardTest() override
+    {
+        m_release.Set();
+        m_script.ExitCode();
+        s_pTest = nullptr;
+    }
+
+    bool IsWorker() const { return GetCurrentThreadId() == m_thread.m_dwWorkerId; }
+
+    // Starts the worker and waits until it is held in the call with which it leaves the lock, its handle
+    // closed and the field cleared.
+    void StartAndHold(Hold hold)
+    {
+        m_hold = hold;
+        ASSERT_TRUE(m_thread.Start());
+        ASSERT_TRUE(m_held.Wait());
+    }
+
+    static void WINAPI ScriptedEnter(CRITICAL_SECTION* pcs)
+    {
+        ThreadHazardTest* pTest = s_pTest;
+        if (pTest != nullptr && !TryEnterCriticalSection(pcs))
+        {
+            if (GetCurrentThreadId() == pTest->m_dwOwnerId)
+            {
+                pTest->m_release.Set();
+            }
+            else
+            {
+                pTest->m_workerWaits.Set();
+            }
+            s_pfnEnter(pcs);
+        }
+        else if (pTest == nullptr)
+        {
+            s_pfnEnter(pcs);
+        }
+    }
+
+    static void WINAPI ScriptedLeave(CRITICAL_SECTION* pcs)
+    {
+        ThreadHazardTest* pTest = s_pTest;
+        const bool bLast = pTest != nullptr && pTest->m_bHandleClosed && pTest->IsWorker();
+        if (bLast && pTest->m_hold == HOLD_BEFORE_LEAVING)
+        {
+            pTest->HoldWorker();
+        }
+        s_pfnLeave(pcs);
+        if (bLast && pTest->m_hold == HOLD_AFTER_LEAVING)
+        {
+            pTest->HoldWorker();
+        }
+    }
+
+    // The owner may sleep while it waits for the worker to get out.
+    static void WINAPI ScriptedSleep(DWORD dwMilliseconds)
+    {
+        ThreadHazardTest* pTest = s_pTest;
+        if (pTest != nullptr && GetCurrentThreadId() == pTest->m_dwOwnerId)
+        {
+            pTest->m_release.Set();
+        }
+        s_pfnSleep(dwMilliseconds);
+    }
+
+    void HoldWorker()
+    {
+        m_held.Set();
+        m_release.Wait();
+        m_bOut = true;
+    }
+
+    static inline std::atomic<ThreadHazardTest*> s_pTest = nullptr;
+    static inline LockFunction* s_pfnEnter = nullptr;
+    static inline LockFunction* s_pfnLeave = nullptr;
+    static inline SleepFunction* s_pfnSleep = nullptr;
+
+    const DWORD m_dwOwnerId = GetCurrentThreadId();
+    std::atomic<Hold> m_hold = HOLD_NOWHERE;
+    std::atomic<bool> m_bHandleClosed = false;
+    std::atomic<bool> m_bOut = false;
+    CEvent m_held;
+    CEvent m_release;
+    CEvent m_workerWaits;
+    CThreadScript m_script;
+    CTestThread m_thread;
+    CImportPatch m_enter{GetModuleHandleW(nullptr), "EnterCriticalSection", ScriptedEnter};
+    CImportPatch m_leave{GetModuleHandleW(nullptr), "LeaveCriticalSection", ScriptedLeave};
+    CImportPatch m_sleep{GetModuleHandleW(nullptr), "Sleep", ScriptedSleep};
+};
+
+TEST_F(ThreadHazardTest, WaitsForAWorkerThatIsAboutToLeaveTheLock)
+{
+    StartAndHold(HOLD_BEFORE_LEAVING);
+    EXPECT_TRUE(m_thread.WaitThreadExit(60000, true));
+    EXPECT_TRUE(m_bOut) << "the owner went on while the worker still held the lock";
+    EXPECT_TRUE(m_thread.HasLeft());
+}
+
+TEST_F(ThreadHazardTest, WaitsForAWorkerThatIsStillInsideTheCallThatLeavesTheLock)
+{
+    StartAndHold(HOLD_AFTER_LEAVING);
+    EXPECT_FALSE(m_thread.HasLeft());
+    EXPECT_TRUE(m_thread.WaitThreadExit(60000, true));
+    EXPECT_TRUE(m_bOut) << "the owner went on while the worker still was inside";
+    EXPECT_TRUE(m_thread.HasLeft());
+}
+
+TEST_F(ThreadHazardTest, GivesAWorkerOnItsWayOutAMoment)
+{
+    StartAndHold(HOLD_AFTER_LEAVING);
+    // The first sleep lets the worker go; on a busy machine it may take longer than one moment.
+    while (!m_thread.AwaitLeaveBriefly())
+    {
+    }
+    EXPECT_TRUE(m_bOut);
+}
+
+TEST_F(ThreadHazardTest, DoesNotWaitLongForAWorkerThatDoesNotLeave)
+{
+    m_thread.m_run = [this]
+    {
+        m_held.Set();
+        m_thread.m_go.Wait();
+        return 0u;
+    };
+    ASSERT_TRUE(m_thread.Start());
+    ASSERT_TRUE(m_held.Wait());
+    EXPECT_FALSE(m_thread.AwaitLeaveBriefly());
+    m_thread.m_go.Set();
+    EXPECT_TRUE(m_thread.WaitThreadExit(60000, true));
+}
+
+// The worker is let run as far as it gets before the call that started it has returned the handle.
+TEST_F(ThreadHazardTest, WorkerThatIsFasterThanItsStarterStillClosesItsHandle)
+{
+    m_script.m_onStarted = [this](HANDLE hThread)
+    {
+        const HANDLE waitFor[] = {hThread, m_workerWaits.Get()};
+        WaitForMultipleObjects(2, waitFor, FALSE, CEvent::kPatienceMs);
+    };
+    ASSERT_TRUE(m_thread.Start());
+    EXPECT_TRUE(m_thread.WaitThreadExit(60000, true));
+    m_script.ExitCode();
+    EXPECT_EQ(m_script.CountClosed(m_script.m_starts[0].hThread, m_thread.m_dwWorkerId), 1);
+}
+
+}  // namespace

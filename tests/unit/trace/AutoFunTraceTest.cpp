@@ -1,0 +1,117 @@
+#include "trace/AutoFunTrace.h"
+
+#include <comdef.h>
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <type_traits>
+
+#include "support/guarded_heap/GuardedHeap.h"
+#include "trace/Trace.h"
+#include "unit/trace/TraceRecorder.h"
+
+namespace
+{
+
+using testing::SizeIs;
+
+class AutoFunTraceTest : public testing::Test
+{
+protected:
+    CTraceRecorder m_recorder;
+};
+
+TEST_F(AutoFunTraceTest, WritesEntryAtOnceAndExitAtTheEndOfTheScope)
+{
+    {
+        const CAutoFunTrace trace("CHttpSession::OpenInternet().");
+        EXPECT_EQ(m_recorder.Text(), "--> CHttpSession::OpenInternet(). \n");
+    }
+    EXPECT_EQ(m_recorder.Text(), "--> CHttpSession::OpenInternet(). \n<-- CHttpSession::OpenInternet(). \n");
+    ASSERT_THAT(m_recorder.Records(), SizeIs(2));
+    for (const TraceCall& record : m_recorder.Records())
+    {
+        EXPECT_EQ(record.level, 2u);
+    }
+}
+
+TEST_F(AutoFunTraceTest, TakesAWideName)
+{
+    {
+        const CAutoFunTrace trace(L"CClass::Method");
+    }
+    EXPECT_EQ(m_recorder.Text(), "--> CClass::Method \n<-- CClass::Method \n");
+}
+
+TEST_F(AutoFunTraceTest, TakesANullOrEmptyWideNameForNoName)
+{
+    {
+        const CAutoFunTrace trace(static_cast<const wchar_t*>(nullptr));
+        const CAutoFunTrace inner(L"");
+    }
+    EXPECT_EQ(m_recorder.Text(), "-->  \n-->  \n<--  \n<--  \n");
+}
+
+TEST_F(AutoFunTraceTest, CopiesItsName)
+{
+    std::string name = "CClass::Method";
+    {
+        const CAutoFunTrace trace(name.c_str());
+        name = "something else";
+    }
+    EXPECT_EQ(m_recorder.Text(), "--> CClass::Method \n<-- CClass::Method \n");
+}
+
+TEST_F(AutoFunTraceTest, Nests)
+{
+    {
+        const CAutoFunTrace outer("outer");
+        const CAutoFunTrace inner("inner");
+    }
+    EXPECT_EQ(m_recorder.Text(), "--> outer \n--> inner \n<-- inner \n<-- outer \n");
+}
+
+TEST_F(AutoFunTraceTest, RaisesTheComErrorWhenAWideNameFindsNoMemory)
+{
+    HRESULT hr = S_OK;
+    {
+        const CFailingHeap failing;
+        try
+        {
+            const CAutoFunTrace trace(L"a name that needs a block of its own");
+        }
+        catch (const _com_error& error)
+        {
+            hr = error.Error();
+        }
+    }
+    EXPECT_EQ(hr, E_OUTOFMEMORY);
+    EXPECT_EQ(m_recorder.Text(), "");
+}
+
+TEST_F(AutoFunTraceTest, RaisesNothingWhenANarrowNameFindsNoMemory)
+{
+    // The first record finds the export; the recorder must not allocate for that below.
+    TraceVars(2, "m", static_cast<const TraceVarPair*>(nullptr));
+    bool raised = false;
+    {
+        const CFailingHeap failing(1, 2);
+        try
+        {
+            const CAutoFunTrace trace("a name that needs a block of its own");
+        }
+        catch (...)
+        {
+            raised = true;
+        }
+    }
+    EXPECT_FALSE(raised);
+}
+
+TEST_F(AutoFunTraceTest, IsDestroyedVirtually)
+{
+    EXPECT_TRUE(std::has_virtual_destructor_v<CAutoFunTrace>);
+}
+
+}  // namespace
