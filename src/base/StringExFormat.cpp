@@ -229,6 +229,7 @@ private:
 
     void SkipInteger(Modifier modifier)
     {
+        // NOLINTNEXTLINE(bugprone-branch-clone): the two types differ in width
         if (modifier == Modifier::int64)
         {
             static_cast<void>(va_arg(m_args, long long));
@@ -240,7 +241,7 @@ private:
     }
 
     const wchar_t* m_p;
-    va_list m_args;
+    va_list m_args{};
     int m_width = 0;
     int m_precision = 0;
 };

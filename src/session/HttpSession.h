@@ -1,6 +1,7 @@
 // The one Internet session of a component, shared by all its requests. It is opened at the first send
-// and stays open until the component is destroyed. All calls come from the component's thread; the
-// worker thread only uses the handle.
+// the way the user's default browser would reach the network, and stays open until the component is
+// destroyed; a change of the settings takes effect for sessions opened after it. All calls come from the
+// component's thread; the worker thread only uses the handle.
 #pragma once
 
 #include <windows.h>
@@ -15,13 +16,19 @@ public:
     CHttpSession(const CHttpSession&) = delete;
     CHttpSession& operator=(const CHttpSession&) = delete;
 
-    // Opens the session with the system's preconfigured settings; does nothing when it is open. Always
-    // returns 0: a session that could not be opened leaves the handle null, and the requests made on
-    // it fail.
+    // Finds out the default browser's proxy settings and opens the session with them; does nothing when
+    // it is open. Always returns 0: a session that could not be opened leaves the handle null, and the
+    // requests made on it fail.
     int OpenInternet();
 
     // Closes the handle if it is open.
     void DisConnect();
+
+    // Gives the session a configuration script, or a fixed proxy list with its bypass list (an empty one
+    // becomes "local"). A null text is traced and does nothing; a failure is traced. Intended: with a null
+    // handle the settings go to the whole process, which is then told to read them again.
+    static void SetProxyAutoConfigURLFlag(HINTERNET hInternet, const wchar_t* lpszAutoConfigURL);
+    static void SetManualFlag(HINTERNET hInternet, const wchar_t* lpszProxyServer, const wchar_t* lpszBypass);
 
     // Null while no session is open. Owned by this object.
     HINTERNET GetHandle() const { return m_hInternet; }

@@ -175,7 +175,7 @@ TEST_F(HttpRawSendTest, NoMemoryForTheRequestIsAnError)
     m_system.RefuseMemory(sizeof(CHttpRequest), sizeof(CHttpRequest));
     EXPECT_EQ(StartPost(), E_FAIL);
     EXPECT_EQ(Status(), 1u);
-    EXPECT_THAT(TracedTexts(), ElementsAre("8| Out of memory,\n"));
+    EXPECT_THAT(TracedErrors(), ElementsAre("8| Out of memory,\n"));
     EXPECT_THAT(m_journal.Texts(CALL_THREAD), IsEmpty());
     m_system.RefuseMemory(1, 0);
     EXPECT_EQ(Post(), S_OK);

@@ -162,6 +162,15 @@ Texts StatusRecords(int status)
             Leave("CHttpRequest::UpdateRequestStatus")};
 }
 
+Texts NoBrowserRecords()
+{
+    return {Enter("CProxyInfo::GetDefaultBrowser()."),
+            "2| CProxyInfo::GetDefaultBrowser: can not found the default browser reg key!\n,\n",
+            Leave("CProxyInfo::GetDefaultBrowser()."),
+            "2| CProxyInfo::GetProxyInfo: Default Browser is Other!\n,\n",
+            "2| ProxyInfo: autourl-, manual-, bypass-, type-0,\n"};
+}
+
 std::string Enter(const std::string& function)
 {
     return "2|--> " + function + " \n";

@@ -86,5 +86,7 @@ Texts StatusRecords(int status);
 // The entry or exit mark of a function.
 std::string Enter(const std::string& function);
 std::string Leave(const std::string& function);
+// The records of a discovery that finds no default browser.
+Texts NoBrowserRecords();
 // Puts lists one behind the other.
 Texts Join(std::initializer_list<Texts> lists);

@@ -29,7 +29,9 @@ protected:
 
     Texts OpenSession() const
     {
-        return {Enter("CHttpSession::OpenInternet()."), Leave("CHttpSession::OpenInternet().")};
+        return Join({{Enter("CHttpSession::OpenInternet().")},
+                     NoBrowserRecords(),
+                     {Leave("CHttpSession::OpenInternet().")}});
     }
 
     Texts OpenRequest() const
@@ -69,6 +71,7 @@ TEST_F(TraceRecordsTest, PostLeavesExactlyTheseRecords)
                               "2| CHttpRequest::SetParentWnd,hWndParent=0x0000000000000000,\n"},
                              StatusRecords(5),
                              StatusRecords(5),
+                             NoBrowserRecords(),
                              OpenRequest(),
                              Answered(200, {}),
                              ReadIntoMemory("ok")}));
@@ -83,7 +86,7 @@ TEST_F(TraceRecordsTest, SecondPostMakesNoObject)
     m_system.m_bThreadsFail = true;
     StartPost(L"http://h/p", L"\u00E4");
     EXPECT_EQ(Trace(),
-              Join({OpenSession(),
+              Join({{Enter("CHttpSession::OpenInternet()."), Leave("CHttpSession::OpenInternet().")},
                     {"2| Http Send request,\n", "2| C:\\d\\f.bin,\n", "2| %68%74%74%70%3A%2F%2F%68%2F%70,\n",
                      "2| %C3%A4,\n", "2| Http download file to :[%s],lpszFile=C:\\d\\f.bin,\n",
                      "2| CHttpRequest::SetParentWnd,hWndParent=0x0000000000120A4C,\n"},
@@ -123,10 +126,11 @@ TEST_F(TraceRecordsTest, SessionIsOpenedWithinItsRecords)
 {
     StartPost();
     Texts head = m_journal.Texts(CALL_NET | CALL_TRACE);
-    head.resize(3);
-    EXPECT_THAT(head, ElementsAre(Enter("CHttpSession::OpenInternet()."),
-                                  "InternetOpenW('Brixo Kestrin Desktop Http Agent', 0, null, null, 0)",
-                                  Leave("CHttpSession::OpenInternet().")));
+    head.resize(8);
+    EXPECT_EQ(head, Join({{Enter("CHttpSession::OpenInternet().")},
+                          NoBrowserRecords(),
+                          {"InternetOpenW('Brixo Kestrin Desktop Http Agent', 0, null, null, 0)",
+                           Leave("CHttpSession::OpenInternet().")}}));
 }
 
 struct CourseRow
@@ -226,7 +230,7 @@ TEST_F(TraceRecordsTest, CoursesOfTheWorker)
         StartPost();
         ClearJournal();
         Finish();
-        EXPECT_EQ(Trace(), Join({StatusRecords(5), row.records}));
+        EXPECT_EQ(Trace(), Join({StatusRecords(5), NoBrowserRecords(), row.records}));
     }
 }
 
@@ -238,6 +242,7 @@ TEST_F(TraceRecordsTest, FailedOpeningsAreTracedWithinTheOpening)
     Finish();
     EXPECT_EQ(Trace(),
               Join({StatusRecords(5),
+                    NoBrowserRecords(),
                     {Enter("CHttpRequest::OpenRequest\n"), "8| InternetConnect failed!,dwError=12029,\n",
                      Leave("CHttpRequest::OpenRequest\n")},
                     StatusRecords(2)}));
@@ -247,6 +252,7 @@ TEST_F(TraceRecordsTest, FailedOpeningsAreTracedWithinTheOpening)
     Finish();
     EXPECT_EQ(Trace(),
               Join({StatusRecords(5),
+                    NoBrowserRecords(),
                     {Enter("CHttpRequest::OpenRequest\n"), "8| HttpOpenRequest failed!,dwError=87,\n",
                      Leave("CHttpRequest::OpenRequest\n")},
                     StatusRecords(2)}));

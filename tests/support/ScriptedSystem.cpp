@@ -63,6 +63,19 @@ BOOL WINAPI ScriptedDeleteFile(LPCWSTR path)
     return g_pSystem->DeleteDownloadFile(path);
 }
 
+BOOL WINAPI ScriptedGetVersion(OSVERSIONINFOW* pInformation)
+{
+    pInformation->dwMajorVersion = 5;
+    pInformation->dwMinorVersion = 2;
+    pInformation->dwPlatformId = VER_PLATFORM_WIN32_NT;
+    return TRUE;
+}
+
+LONG WINAPI ScriptedRegOpenKey(HKEY hRoot, LPCWSTR subkey, DWORD options, REGSAM access, HKEY* phKey)
+{
+    return g_pSystem->OpenKey(hRoot, subkey, options, access, phKey);
+}
+
 BOOL WINAPI ScriptedIsWindow(HWND hWnd)
 {
     return g_pSystem->IsScriptedWindow(hWnd);
@@ -71,6 +84,17 @@ BOOL WINAPI ScriptedIsWindow(HWND hWnd)
 HWND WINAPI ScriptedGetDesktopWindow()
 {
     return g_pSystem->Desktop();
+}
+
+// The wait cursor would make Wine start a desktop, which outlives the test and holds its output open.
+HCURSOR WINAPI ScriptedLoadCursor(HINSTANCE /*hInstance*/, LPCWSTR /*name*/)
+{
+    return nullptr;
+}
+
+HCURSOR WINAPI ScriptedSetCursor(HCURSOR /*hCursor*/)
+{
+    return nullptr;
 }
 
 HMODULE WINAPI ScriptedLoadLibrary(LPCWSTR path)
@@ -132,8 +156,12 @@ void CScriptedSystem::Attach(CBuiltModule& module)
     module.Patch("WriteFile", ScriptedWriteFile);
     module.Patch("CloseHandle", ScriptedCloseHandle);
     module.Patch("DeleteFileW", ScriptedDeleteFile);
+    module.Patch("GetVersionExW", ScriptedGetVersion);
+    module.Patch("RegOpenKeyExW", ScriptedRegOpenKey);
     module.Patch("IsWindow", ScriptedIsWindow);
     module.Patch("GetDesktopWindow", ScriptedGetDesktopWindow);
+    module.Patch("LoadCursorW", ScriptedLoadCursor);
+    module.Patch("SetCursor", ScriptedSetCursor);
     module.Patch("LoadLibraryW", ScriptedLoadLibrary);
     module.Patch("FreeLibrary", ScriptedFreeLibrary);
     module.Patch("GetProcAddress", ScriptedGetProcAddress);
@@ -274,6 +302,11 @@ BOOL CScriptedSystem::DeleteDownloadFile(const wchar_t* path)
 {
     m_journal.Add(CALL_FILE, CallText("DeleteFileW", {Quoted(path)}));
     return TRUE;
+}
+
+LONG CScriptedSystem::OpenKey(HKEY hRoot, const wchar_t* subkey, DWORD options, DWORD access, HKEY* phKey)
+{
+    return m_bHasSettings ? RegOpenKeyExW(hRoot, subkey, options, access, phKey) : ERROR_FILE_NOT_FOUND;
 }
 
 BOOL CScriptedSystem::IsScriptedWindow(HWND hWnd)

@@ -47,6 +47,10 @@ public:
     std::string FileContent() const;
     bool IsFileOpen() const { return m_bFileOpen; }
 
+    // Without settings no default browser is found. With them discovery reads the registry of the test
+    // process, as Windows 5.2 would: the plain hive of the process.
+    std::atomic<bool> m_bHasSettings{false};
+
     // Windows that exist, by number.
     std::set<int> m_windows;
 
@@ -69,6 +73,7 @@ public:
     BOOL WriteDownloadFile(HANDLE file, const void* data, DWORD cb, DWORD* pcbWritten, void* overlapped);
     BOOL CloseAnyHandle(HANDLE handle);
     BOOL DeleteDownloadFile(const wchar_t* path);
+    LONG OpenKey(HKEY hRoot, const wchar_t* subkey, DWORD options, DWORD access, HKEY* phKey);
     BOOL IsScriptedWindow(HWND hWnd);
     HWND Desktop();
     HMODULE LoadTraceLibrary(const wchar_t* path);

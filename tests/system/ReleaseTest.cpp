@@ -1,9 +1,13 @@
 // The last release at each stage of an exchange: it returns in bounded time, and the process holds what
 // it held before.
+#include <windows.h>
+#include <wininet.h>
+#include <winsock2.h>
+
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "support/ImportPatch.h"
 #include "support/loopback/LoopbackServer.h"
@@ -82,22 +86,112 @@ TEST(ReleaseTest, AfterFailedExchangesNothingIsLeft)
         });
 }
 
-// No read happens on a server that takes only the head: the body fills the buffers and gets stuck.
+// A server whose queue of arriving connections is full and never emptied: under Linux a further one hangs,
+// elsewhere it is refused.
+class CFullServer
+{
+public:
+    CFullServer()
+    {
+        WSADATA data = {};
+        WSAStartup(MAKEWORD(2, 2), &data);
+        m_sockets.push_back(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
+        m_address.sin_family = AF_INET;
+        m_address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        int length = sizeof(m_address);
+        EXPECT_EQ(bind(m_sockets[0], Address(), length), 0);
+        EXPECT_EQ(listen(m_sockets[0], 1), 0);
+        EXPECT_EQ(getsockname(m_sockets[0], reinterpret_cast<sockaddr*>(&m_address), &length), 0);
+        while (m_sockets.size() < 10 && ConnectAtOnce())
+        {
+        }
+        EXPECT_LT(m_sockets.size(), 10u) << "the queue does not fill";
+    }
+    ~CFullServer()
+    {
+        for (const SOCKET socket : m_sockets)
+        {
+            closesocket(socket);
+        }
+        WSACleanup();
+    }
+    CFullServer(const CFullServer&) = delete;
+    CFullServer& operator=(const CFullServer&) = delete;
+
+    std::wstring Url() const
+    {
+        return L"http://127.0.0.1:" + std::to_wstring(ntohs(m_address.sin_port)) + L"/";
+    }
+
+private:
+    const sockaddr* Address() const { return reinterpret_cast<const sockaddr*>(&m_address); }
+
+    bool ConnectAtOnce()
+    {
+        const SOCKET client = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+        m_sockets.push_back(client);
+        u_long bNonBlocking = 1;
+        ioctlsocket(client, static_cast<long>(FIONBIO), &bNonBlocking);
+        connect(client, Address(), sizeof(m_address));
+        fd_set writable = {};
+        writable.fd_count = 1;
+        writable.fd_array[0] = client;
+        timeval patience = {0, 300000};
+        return select(0, nullptr, &writable, nullptr, &patience) == 1;
+    }
+
+    sockaddr_in m_address = {};
+    std::vector<SOCKET> m_sockets;
+};
+
+using SendProc = BOOL WINAPI(HINTERNET, LPCWSTR, DWORD, LPVOID, DWORD);
+SendProc* g_pfnSend = nullptr;
+HANDLE g_hSending = nullptr;
+
+BOOL WINAPI TellAndSend(HINTERNET hRequest, LPCWSTR pszHeaders, DWORD dwHeaders, LPVOID pBody, DWORD dwBody)
+{
+    SetEvent(g_hSending);
+    return g_pfnSend(hRequest, pszHeaders, dwHeaders, pBody, dwBody);
+}
+
+TEST(ReleaseTest, WhileConnectingNothingIsLeft)
+{
+    const CFullServer server;
+    g_hSending = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    const CImportPatch patch(CHttpRawHost::Module(), "HttpSendRequestW", TellAndSend);
+    g_pfnSend = patch.Original<SendProc>();
+    ExpectNothingLeft(
+        [&server]
+        {
+            CHttpRawHost host;
+            host->SetTimeout(1);
+            host.Post(server.Url());
+            EXPECT_EQ(WaitForSingleObject(g_hSending, kPatienceMs), WAIT_OBJECT_0);
+            EXPECT_LT(host.Release(), kReleaseBoundMs);
+        });
+    CloseHandle(g_hSending);
+}
+
+// The server takes only the head: the body fills the buffers and gets stuck.
 TEST(ReleaseTest, WhileSendingNothingIsLeft)
 {
-    CLoopbackServer server(
-        [](const CLoopbackRequest&, CLoopbackConnection& connection)
-        {
-            connection.Stall();
-            connection.Reset();
-        },
-        CLoopbackServer::READ_HEAD_ONLY);
     const std::wstring form(16 * 1024 * 1024, L'x');
-    CHttpRawHost host;
-    host->SetTimeout(1);
-    host.Post(server.Url(L"/"), form);
-    EXPECT_TRUE(server.AwaitRequests(1, kPatienceMs));
-    EXPECT_LT(host.Release(), kReleaseBoundMs);
+    ExpectNothingLeft(
+        [&form]
+        {
+            CLoopbackServer server(
+                [](const CLoopbackRequest&, CLoopbackConnection& connection)
+                {
+                    connection.Stall();
+                    connection.Reset();
+                },
+                CLoopbackServer::READ_HEAD_ONLY);
+            CHttpRawHost host;
+            host->SetTimeout(1);
+            host.Post(server.Url(L"/"), form);
+            EXPECT_TRUE(server.AwaitRequests(1, kPatienceMs));
+            EXPECT_LT(host.Release(), kReleaseBoundMs);
+        });
 }
 
 TEST(ReleaseTest, WhileWaitingForTheHeadNothingIsLeft)

@@ -90,6 +90,17 @@ TEST_F(StringExFormatTest, CutsOffWhatTheEstimateDoesNotCover)
     EXPECT_EQ(BlockLength(str), 37u);
 }
 
+TEST_F(StringExFormatTest, StaysWithinABlockThatIsKeptForOneCharacterMore)
+{
+    // The estimate of 36 keeps the block of 35 characters and a terminator.
+    CStringEx str(std::wstring(35, L'x').c_str());
+    const wchar_t* text = str.c_str();
+    str.Format(L"%*d", -40, 5);
+    EXPECT_EQ(str.c_str(), text);
+    EXPECT_EQ(std::wstring(str.c_str()), L"5" + std::wstring(34, L' '));
+    EXPECT_EQ(BlockLength(str), 36u);
+}
+
 TEST_F(StringExFormatTest, DoesNothingWhileItIsLocked)
 {
     CStringEx str(L"text");

@@ -35,6 +35,8 @@ CTestHive::CTestHive()
     : m_path(L"kvHttpTest" + std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(++g_number))
 {
     m_hRoot = CreateKey(HKEY_CURRENT_USER, m_path);
+    // A process of the same identifier that crashed may have left its key.
+    Require(RegDeleteTreeW(m_hRoot, nullptr), "RegDeleteTreeW");
 }
 
 CTestHive::~CTestHive()

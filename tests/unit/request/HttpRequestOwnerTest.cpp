@@ -209,11 +209,31 @@ TEST_F(HttpRequestOwnerTest, RunEndsWithZeroAndReportsOnlyThroughTheStatus)
     EXPECT_THAT(m_script.Calls(), ElementsAre());
 }
 
-TEST_F(HttpRequestOwnerTest, UsesADesktopWindowWhenItsOwnHasGone)
+// The real functions would make Wine start a desktop first, which can take half a minute.
+const HWND kParent = reinterpret_cast<HWND>(0x1234);
+const HWND kDesktop = reinterpret_cast<HWND>(0x5678);
+HWND g_hWndAlive = nullptr;
+
+BOOL WINAPI ScriptedIsWindow(HWND hWnd)
 {
-    EXPECT_EQ(m_pRequest->GetParentWnd(), GetDesktopWindow());
-    m_pRequest->SetParentWnd(reinterpret_cast<HWND>(0x7FFF1234));
-    EXPECT_EQ(m_pRequest->GetParentWnd(), GetDesktopWindow());
+    return hWnd != nullptr && hWnd == g_hWndAlive;
+}
+
+HWND WINAPI ScriptedGetDesktopWindow()
+{
+    return kDesktop;
+}
+
+TEST_F(HttpRequestOwnerTest, UsesTheDesktopWhenItsParentWindowIsNotThere)
+{
+    const CImportPatch isWindow(GetModuleHandleW(nullptr), "IsWindow", ScriptedIsWindow);
+    const CImportPatch desktop(GetModuleHandleW(nullptr), "GetDesktopWindow", ScriptedGetDesktopWindow);
+    EXPECT_EQ(m_pRequest->GetParentWnd(), kDesktop);
+    m_pRequest->SetParentWnd(kParent);
+    g_hWndAlive = kParent;
+    EXPECT_EQ(m_pRequest->GetParentWnd(), kParent);
+    g_hWndAlive = nullptr;
+    EXPECT_EQ(m_pRequest->GetParentWnd(), kDesktop);
 }
 
 // A time-out that the owner has seen stops the worker's reading, which then reports a failure.

@@ -105,23 +105,33 @@ TEST_F(TraceLibraryTest, IsAskedAgainForAMissingExport)
 }
 
 // Made before the library, so that it goes after it, when the test has long ended: a library that has not
-// been freed by then ends the program with a failure.
+// been freed by then, or is still written to or loaded anew, ends the program with a failure.
 class CExitCheck
 {
 public:
     ~CExitCheck()
     {
         const std::vector<std::wstring>& calls = m_recorder.Library().Calls();
-        if (calls.empty() || calls.back() != L"FreeLibrary 81")
+        Require(!calls.empty() && calls.back() == L"FreeLibrary 81", "FreeLibrary as the last call");
+        m_recorder.Forget();
+        m_recorder.Library().Forget();
+        TraceVars(kTraceProgress, "too late", kEnd);
+        Require(GetTraceProc() == nullptr, "no export after the library has been freed");
+        Require(m_recorder.Records().empty(), "no record after the library has been freed");
+        Require(m_recorder.Library().Calls().empty(), "no second load");
+    }
+
+private:
+    static void Require(bool bTrue, const char* pszWhat)
+    {
+        if (!bTrue)
         {
-            std::printf("expected as the last call: FreeLibrary 81, got: %ls\n",
-                        calls.empty() ? L"none" : calls.back().c_str());
+            std::printf("TraceLibraryExitTest: expected %s\n", pszWhat);
             std::fflush(stdout);
             std::_Exit(1);
         }
     }
 
-private:
     CTraceRecorder m_recorder;
 };
 

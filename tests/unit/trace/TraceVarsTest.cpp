@@ -161,14 +161,28 @@ TEST_F(TraceVarsTest, TraceTextIsAnUnnamedItemBehindAnEmptyMessage)
 
 TEST_F(TraceVarsTest, TraceTextVarAddsANamedValue)
 {
-    const CVarAdapter varWnd(reinterpret_cast<const void*>(std::uintptr_t{0x120A4C}));
-    TraceTextVar(kTraceError, L"CHttpRequest::SetParentWnd", "hWndParent", varWnd);
+    TraceTextVar(kTraceError, L"CHttpRequest::SetParentWnd", "hWndParent",
+                 reinterpret_cast<const void*>(std::uintptr_t{0x120A4C}));
     ASSERT_THAT(m_recorder.Records(), SizeIs(1));
     EXPECT_EQ(m_recorder.Records()[0].level, 8u);
     EXPECT_EQ(m_recorder.Text(), " CHttpRequest::SetParentWnd,hWndParent=0x0000000000120A4C,\n");
     m_recorder.Forget();
-    TraceTextVar(kTraceProgress, nullptr, "dwError", CVarAdapter(12029ul));
+    TraceTextVar(kTraceProgress, L"InternetConnect failed!", "dwError", 12029ul);
+    ASSERT_THAT(m_recorder.Records(), SizeIs(1));
+    EXPECT_EQ(m_recorder.Records()[0].level, 2u);
+    EXPECT_EQ(m_recorder.Text(), " InternetConnect failed!,dwError=12029,\n");
+    m_recorder.Forget();
+    TraceTextVar(kTraceProgress, L"text", "name", L"value");
+    EXPECT_EQ(m_recorder.Text(), " text,name=value,\n");
+}
+
+TEST_F(TraceVarsTest, TraceTextVarLeavesOutANullText)
+{
+    TraceTextVar(kTraceProgress, nullptr, "dwError", 12029ul);
     EXPECT_EQ(m_recorder.Text(), " dwError=12029,\n");
+    m_recorder.Forget();
+    TraceTextVar(kTraceProgress, nullptr, "name", L"value");
+    EXPECT_EQ(m_recorder.Text(), " name=value,\n");
 }
 
 TEST_F(TraceVarsTest, TextsThatFindNoMemoryAreDropped)
@@ -176,14 +190,15 @@ TEST_F(TraceVarsTest, TextsThatFindNoMemoryAreDropped)
     constexpr const wchar_t* kText = L"a text that needs a block of its own";
     TraceVars(2, "m", kEnd);
     m_recorder.Forget();
-    const CVarAdapter varValue(1ul);
     bool raised = false;
     {
         const CFailingHeap failing;
         try
         {
             TraceText(2, kText);
-            TraceTextVar(2, kText, "name", varValue);
+            TraceTextVar(2, kText, "name", 1ul);
+            TraceTextVar(2, kText, "name", static_cast<const void*>(nullptr));
+            TraceTextVar(2, nullptr, "name", kText);
         }
         catch (...)
         {
