@@ -1,5 +1,5 @@
-"""scripts/wine-run: streams, exit codes, the retry of a failed start, the prefix. A stand-in plays Wine, since
-Wine itself fails a start far too seldom."""
+"""scripts/wine-run and scripts/wine-test: streams, exit codes, the retry of a failed start, the prefix. A
+stand-in plays Wine, since Wine itself fails a start far too seldom."""
 import os
 import shutil
 import subprocess
@@ -7,7 +7,9 @@ import sys
 import tempfile
 import unittest
 
-SCRIPT = os.path.join(sys.argv.pop(1), "scripts", "wine-run")
+SCRIPTS = os.path.join(sys.argv.pop(1), "scripts")
+WINE_RUN = os.path.join(SCRIPTS, "wine-run")
+WINE_TEST = os.path.join(SCRIPTS, "wine-test")
 
 # Counts its starts; fails the first FAIL of them without a word, as Wine does; then acts as the program.
 WINE = r"""#!/bin/bash
@@ -46,8 +48,8 @@ class WineRunTest(unittest.TestCase):
         return {**os.environ, "PATH": self.folder + ":" + os.environ["PATH"], "KVHTTP_WINEPREFIX": self.prefix,
                 "LOG": os.path.join(self.folder, "log"), **more}
 
-    def run_script(self, *arguments, joined=False, text="", **environment):
-        return subprocess.run([SCRIPT, *arguments], input=text, text=True, stdout=subprocess.PIPE, check=False,
+    def run_script(self, *arguments, script=WINE_RUN, joined=False, text="", **environment):
+        return subprocess.run([script, *arguments], input=text, text=True, stdout=subprocess.PIPE, check=False,
                               stderr=subprocess.STDOUT if joined else subprocess.PIPE, timeout=30,
                               env=self.environment(**environment))
 
@@ -55,22 +57,32 @@ class WineRunTest(unittest.TestCase):
         with open(os.path.join(self.folder, "log"), encoding="utf-8") as file:
             return file.read().splitlines()
 
+    def forget_starts(self):
+        open(os.path.join(self.folder, "log"), "w", encoding="utf-8").close()
+
     def test_streams_and_exit_code_pass_through(self):
         act = 'printf "out:%s|" "$@"; printf err >&2; cat; exit 53'
-        result = self.run_script("a b", "*", "", ACT=act, text="from stdin\n")
-        self.assertEqual(result.stdout, "out:a b|out:*|out:|from stdin\n")
-        self.assertEqual(result.stderr, "err")
-        self.assertEqual(result.returncode, 53)
-        self.assertEqual(self.log(), ["start"])
+        for script in (WINE_RUN, WINE_TEST):
+            with self.subTest(script=script):
+                self.forget_starts()
+                result = self.run_script("a b", "*", "", script=script, ACT=act, text="from stdin\n")
+                self.assertEqual(result.stdout, "out:a b|out:*|out:|from stdin\n")
+                self.assertEqual(result.stderr, "err")
+                self.assertEqual(result.returncode, 53)
+                self.assertEqual(self.log(), ["start"])
 
     def test_joined_streams_keep_their_order(self):
         act = "for i in 1 2 3; do echo out$i; echo err$i >&2; done; exit 3"
-        result = self.run_script("x", ACT=act, joined=True)
+        result = self.run_script("x", script=WINE_TEST, ACT=act, joined=True)
         self.assertEqual(result.stdout, "out1\nerr1\nout2\nerr2\nout3\nerr3\n")
         self.assertEqual(result.returncode, 3)
 
+    def test_a_service_that_holds_the_streams_holds_up_no_test(self):
+        result = self.run_script("x", script=WINE_TEST, ACT="sleep 60 & echo done; exit 0")
+        self.assertEqual((result.stdout, result.returncode), ("done\n", 0))
+
     def test_output_comes_as_it_is_written(self):
-        with subprocess.Popen([SCRIPT, "x"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+        with subprocess.Popen([WINE_RUN, "x"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
                               env=self.environment(ACT='echo ask; read -r answer; echo "got $answer"')) as process:
             self.assertEqual(process.stdout.readline(), "ask\n")
             process.stdin.write("yes\n")
@@ -80,25 +92,32 @@ class WineRunTest(unittest.TestCase):
     def test_silent_failure_with_code_1_is_tried_again(self):
         for joined in (False, True):
             with self.subTest(joined=joined):
-                open(os.path.join(self.folder, "log"), "w", encoding="utf-8").close()
-                result = self.run_script("x", ACT="cat; exit 7", FAIL="2", text="kept\n", joined=joined)
+                self.forget_starts()
+                result = self.run_script("x", script=WINE_TEST, ACT="cat; exit 7", FAIL="2", text="kept\n",
+                                         joined=joined)
                 self.assertEqual((result.stdout, result.returncode), ("kept\n", 7))
                 self.assertEqual(self.log(), ["start"] * 3)
 
+    def test_a_start_that_hangs_without_a_word_is_tried_again(self):
+        act = '[ "$(grep -c start "$LOG")" -gt 1 ] || exec sleep 60; echo done; exit 4'
+        result = self.run_script("x", script=WINE_TEST, ACT=act, KVHTTP_START_PATIENCE="1")
+        self.assertEqual((result.stdout, result.returncode), ("done\n", 4))
+        self.assertEqual(self.log(), ["start"] * 2)
+
     def test_gives_up_after_three_starts(self):
-        self.assertEqual(self.run_script("x", FAIL="9", ACT="").returncode, 1)
+        self.assertEqual(self.run_script("x", script=WINE_TEST, FAIL="9", ACT="").returncode, 1)
         self.assertEqual(self.log(), ["start"] * 3)
 
     def test_other_failures_are_not_tried_again(self):
         for act, code in (("echo x; exit 1", 1), ("echo x >&2; exit 1", 1), ("exit 2", 2), ("exit 0", 0)):
             with self.subTest(act=act):
-                open(os.path.join(self.folder, "log"), "w", encoding="utf-8").close()
-                self.assertEqual(self.run_script("x", ACT=act).returncode, code)
+                self.forget_starts()
+                self.assertEqual(self.run_script("x", script=WINE_TEST, ACT=act).returncode, code)
                 self.assertEqual(self.log(), ["start"])
 
     def test_parallel_first_use_makes_one_prefix(self):
         shutil.rmtree(self.prefix)
-        processes = [subprocess.Popen([SCRIPT, "x"], env=self.environment(ACT="exit 0")) for _ in range(4)]
+        processes = [subprocess.Popen([WINE_RUN, "x"], env=self.environment(ACT="exit 0")) for _ in range(4)]
         self.assertEqual([process.wait(30) for process in processes], [0] * 4)
         self.assertEqual(sorted(self.log()), ["boot"] + ["start"] * 4)
         self.assertTrue(os.path.exists(os.path.join(self.prefix, "ready")))

@@ -48,6 +48,8 @@ private:
 
 CWatchdog::CWatchdog()
 {
+    s_pWatchdog = this;
+    SetUnhandledExceptionFilter(OnCrash);
     std::array<char, 16> value{};
     const DWORD cch = GetEnvironmentVariableA("KVHTTP_WATCHDOG_SECONDS", value.data(), DWORD{value.size()});
     if (cch != 0 && cch < value.size())
@@ -105,6 +107,23 @@ void CWatchdog::Watch()
             Bite(m_pszSuite, pszTest);
         }
     }
+}
+
+LONG WINAPI CWatchdog::OnCrash(EXCEPTION_POINTERS* pException)
+{
+    CWatchdog& watchdog = *s_pWatchdog;
+    const char* pszTest = watchdog.m_pszTest;
+    watchdog.Print(CLine()
+                       .Add("\nCrash in ")
+                       .Add(pszTest != nullptr ? pszTest : "no test")
+                       .Add(": exception 0x")
+                       .Add(pException->ExceptionRecord->ExceptionCode, 16)
+                       .Add(", innermost place first:\n")
+                       .Text());
+    watchdog.ReportFrames(*pException->ContextRecord);
+    watchdog.Print("To name the places: scripts/where MODULE+OFFSET...\n");
+    watchdog.m_platform.pfnTerminateProcess(GetCurrentProcess(), kCrashExitCode);
+    return EXCEPTION_EXECUTE_HANDLER;
 }
 
 void CWatchdog::Bite(const char* pszSuite, const char* pszTest)

@@ -1,6 +1,6 @@
 // Ends the test program when a test hangs, and says where: the test's name, and for each thread the
 // places it would return to. It acts before ctest's own time-out, which could only say that the
-// program took too long.
+// program took too long. A crash ends the program in the same way; Wine would keep it for a debugger.
 #pragma once
 
 #include <windows.h>
@@ -12,6 +12,7 @@ class CWatchdog
 {
 public:
     static constexpr UINT kExitCode = 99;
+    static constexpr UINT kCrashExitCode = 98;
     // KVHTTP_WATCHDOG_SECONDS in the environment gives another number; 0 switches the watchdog off.
     static constexpr DWORD kDefaultSeconds = 40;
 
@@ -43,6 +44,7 @@ private:
     };
 
     static DWORD WINAPI ThreadProc(void* pWatchdog);
+    static LONG WINAPI OnCrash(EXCEPTION_POINTERS* pException);
     void Watch();
     [[noreturn]] void Bite(const char* pszSuite, const char* pszTest);
     void ReportThreads();
@@ -52,6 +54,8 @@ private:
     DWORD64 StackEnd(DWORD64 pointer);
     // Past the C runtime's streams: a hung thread may own their lock.
     void Print(std::string_view text);
+
+    static inline CWatchdog* s_pWatchdog = nullptr;
 
     Platform m_platform;
     DWORD m_dwMilliseconds = kDefaultSeconds * 1000;

@@ -78,8 +78,14 @@ TEST_P(BadAnswerTest, EndsAsTheTableSays)
 }
 
 const BadRow kBadRows[] = {
-    {"ResetsBeforeTheHead", [](CLoopbackConnection& connection) { connection.Reset(); }, REQ_STATUS_FAILED,
-     std::nullopt},
+    // Under Wine a reset that comes before the platform waits for the head looks like a close.
+    {"ResetsBeforeTheHead",
+     [](CLoopbackConnection& connection)
+     {
+         connection.Pause(300);
+         connection.Reset();
+     },
+     REQ_STATUS_FAILED, std::nullopt},
     {"ClosesWithoutAHead", [](CLoopbackConnection& connection) { connection.Close(); }, REQ_STATUS_FAILED,
      std::nullopt, REQ_STATUS_DONE},
     {"ClosesInsideTheHead",

@@ -3,7 +3,7 @@
 #include <windows.h>
 #include <winsock2.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <string>
 #include <vector>
@@ -18,7 +18,7 @@ namespace
 
 // Wine lets a blocked call of the worker run into its time-out of one second, where Windows wakes it when
 // its handle is closed.
-constexpr DWORD kReleaseBoundMs = 5000;
+constexpr DWORD kReleaseBoundMs = 10000;
 
 // Counts threads and handles once a first round has made what the platform keeps for the life of the
 // process, and expects that further rounds add nothing.
@@ -76,7 +76,10 @@ TEST(ReleaseTest, AfterFailedExchangesNothingIsLeft)
         [&server]
         {
             CHttpRawHost host;
-            EXPECT_EQ(host.PostAndAwaitEnd(server.Url(L"/")), Status{REQ_STATUS_FAILED});
+            // Whether the reset comes before or after the platform looks for an answer is a race: it is an
+            // error then, or an empty answer.
+            EXPECT_THAT(host.PostAndAwaitEnd(server.Url(L"/")),
+                        testing::AnyOf(Status{REQ_STATUS_FAILED}, Status{REQ_STATUS_DONE}));
             EXPECT_EQ(host.PostAndAwaitEnd(L"no url"), Status{REQ_STATUS_FAILED});
             EXPECT_LT(host.Release(), kReleaseBoundMs);
             EXPECT_TRUE(server.AwaitIdle(kPatienceMs));

@@ -14,7 +14,7 @@ constexpr char kHalfAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\non
 
 // Where Windows wakes a blocked read when its handle is closed, Wine lets it run into its time-out, which
 // is the component's.
-constexpr DWORD kReleaseBoundMs = 5000;
+constexpr DWORD kReleaseBoundMs = 10000;
 
 // The silence begins a while after the exchange, so that the clock of the polls, which counts from the
 // opening, always runs out before the platform's, which counts from the last byte. The platform's would

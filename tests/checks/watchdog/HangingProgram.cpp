@@ -1,4 +1,4 @@
-// A program whose one test never ends: what the watchdog's own test watches.
+// A program with tests that hang, crash and end in time: what the watchdog's own test watches.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -19,6 +19,12 @@ TEST(HangingProgram, NeverEnds)
     const HANDLE hThread = CreateThread(nullptr, 0, SleepForever, nullptr, 0, nullptr);
     ASSERT_NE(hThread, nullptr);
     EXPECT_FALSE(WaitForever(CreateEventW(nullptr, TRUE, FALSE, nullptr)));
+}
+
+TEST(HangingProgram, Crashes)
+{
+    volatile int* volatile pNowhere = nullptr;
+    *pNowhere = 1;
 }
 
 TEST(HangingProgram, EndsInTime)
