@@ -18,6 +18,8 @@ it stands and in UTF-8, and the answer is printed; a second exchange happens onl
   --timeout S       how many seconds each exchange may take (30)
   --max-answer N    print at most N characters of the answer (2000)
   --trace           show the trace records of the module
+  --browser NAME    the user's default browser: firefox, system or none (as Wine has it)
+  --proxy HOST:PORT the proxy in that browser's settings (with system where no browser is named)
   --help            print this
 Exit code: 0 all went well; 1 an exchange failed, or its content is not the expected one; 2 the command
 line makes no sense; 3 the demo could not be set up.
@@ -36,11 +38,25 @@ die()
 
 trace=0
 file=
+browser=
+proxy=
 options=()
 while [ $# -gt 0 ]; do
   case $1 in
     --help) usage; exit 0 ;;
     --trace) trace=1; shift ;;
+    --browser)
+      case ${2-} in
+        firefox | system | none) browser=$2 ;;
+        *) die 2 "$1 needs firefox, system or none; --help tells more" ;;
+      esac
+      shift 2
+      ;;
+    --proxy)
+      [[ ${2-} =~ ^[A-Za-z0-9.-]+:[0-9]+$ ]] || die 2 "$1 needs HOST:PORT; --help tells more"
+      proxy=$2
+      shift 2
+      ;;
     --file | --timeout | --max-answer)
       [ -n "${2-}" ] || die 2 "$1 needs a value; --help tells more"
       if [ "$1" = --file ]; then
@@ -58,6 +74,13 @@ done
 [ $# -eq 0 ] || [ $# -eq 2 ] || die 2 "give a URL and form data, or neither; --help tells more"
 if [ $# -eq 2 ] && { [ -z "$1" ] || [ -z "$2" ]; }; then
   die 2 "neither the URL nor the form data may be empty"
+fi
+
+[ -z "$proxy" ] || browser=${browser:-system}
+[ -z "$proxy" ] || [ "$browser" != none ] || die 2 "a browser that is not known has no proxy settings"
+# Browser and proxy must not stay for other programs: they get a prefix of their own.
+if [ -n "$browser" ]; then
+  export KVHTTP_WINEPREFIX=${KVHTTP_WINEPREFIX:-$root/build/wineprefix}-browser
 fi
 
 # Wine takes arguments apart, and file names, by the locale's character set.
@@ -136,6 +159,11 @@ quietly "making the Wine prefix" "$root/scripts/wine-run"
 echo "Registering the module: regsvr32 $(basename "$bin")/kvHttp.dll"
 quietly "registering the module" \
   "$root/scripts/wine-run" regsvr32 /s "$(windows_path "$bin/kvHttp.dll")"
+
+if [ -n "$browser" ]; then
+  echo "The default browser is now: $browser${proxy:+, with the proxy $proxy}"
+  quietly "preparing the browser" "$root/scripts/prepare-browser" "$browser" ${proxy:+"$proxy"}
+fi
 
 if [ $trace -eq 1 ]; then
   [ ! -e "$bin/qnztraceX64.dll" ] || die 3 "a trace library is beside the module already: $bin/qnztraceX64.dll"

@@ -44,15 +44,22 @@ std::string CBareExchange::Post(const std::string& form)
 {
     m_form = form;
     m_answer.clear();
+    m_bDone = false;
     const HANDLE hThread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, ThreadProc, this, 0, nullptr));
-    WaitForSingleObject(hThread, INFINITE);
+    // As a host of the component does, which has no handle to wait for.
+    while (!m_bDone)
+    {
+        SwitchToThread();
+    }
     CloseHandle(hThread);
     return m_answer;
 }
 
 unsigned __stdcall CBareExchange::ThreadProc(void* exchange)
 {
-    static_cast<CBareExchange*>(exchange)->Exchange();
+    CBareExchange* const pExchange = static_cast<CBareExchange*>(exchange);
+    pExchange->Exchange();
+    pExchange->m_bDone = true;
     return 0;
 }
 

@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <wininet.h>
 
+#include <atomic>
 #include <string>
 
 class CBareExchange
@@ -14,7 +15,7 @@ public:
     CBareExchange(const CBareExchange&) = delete;
     CBareExchange& operator=(const CBareExchange&) = delete;
 
-    // Posts the form on a thread of its own and waits for the answer; empty when something failed.
+    // Posts the form on a thread of its own and polls for the answer; empty when something failed.
     std::string Post(const std::string& form);
 
 private:
@@ -26,4 +27,5 @@ private:
     unsigned short m_port;
     std::string m_form;
     std::string m_answer;
+    std::atomic<bool> m_bDone{false};
 };

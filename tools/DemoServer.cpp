@@ -40,6 +40,13 @@ std::string Sha256(std::string bytes)
     return text;
 }
 
+// How the request came here, where it was not straight.
+std::string Route(const CLoopbackRequest& request)
+{
+    const std::string via = request.Header("Via");
+    return via.empty() ? "" : " through the proxy " + via;
+}
+
 void Answer(const CLoopbackRequest& request, CLoopbackConnection& connection, const std::string& report)
 {
     if (request.strTarget == "/form")
@@ -47,7 +54,8 @@ void Answer(const CLoopbackRequest& request, CLoopbackConnection& connection, co
         connection.Send(MakeAnswer(200,
                                    "Thank you. The server has received " +
                                        std::to_string(request.strBody.size()) + " bytes of " +
-                                       request.Header("Content-Type") + ":\n" + request.strBody + "\n",
+                                       request.Header("Content-Type") + Route(request) + ":\n" +
+                                       request.strBody + "\n",
                                    "Content-Type: text/plain; charset=utf-8\r\n"));
     }
     else if (request.strTarget == "/report")

@@ -12,14 +12,16 @@ wine_run=$root/scripts/wine-run
 export LC_ALL=POSIX LANG=C
 
 work=$(mktemp -d)
-server_in='' server_pid='' failures=0
+server_in='' server_pid='' proxy_pid='' failures=0
 clean_up()
 {
   if [ -n "$server_pid" ]; then
     exec {server_in}>&-
     wait "$server_pid"
   fi
+  [ -z "$proxy_pid" ] || kill "$proxy_pid"
   "$wine_run" --stop
+  KVHTTP_WINEPREFIX=$KVHTTP_WINEPREFIX-browser "$wine_run" --stop
   rm -rf "$work"
 }
 trap clean_up EXIT
@@ -122,6 +124,43 @@ touch "$work/bin/qnztraceX64.dll"
 run "the demo leaves a trace library of others alone" 3 "$root/demo.sh" --trace
 expect "the trace library of others has gone" test -e "$work/bin/qnztraceX64.dll"
 rm "$work/bin/qnztraceX64.dll"
+
+# proxy_port: a port that is free now.
+proxy_port()
+{
+  python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
+}
+
+run "the demo refuses an unknown browser" 2 "$root/demo.sh" --browser other
+run "the demo refuses a proxy without a port" 2 "$root/demo.sh" --proxy host
+run "the demo refuses a proxy for no browser" 2 "$root/demo.sh" --browser none --proxy 127.0.0.1:1
+port=$(proxy_port)
+printf 'Port %s\nListen 127.0.0.1\nTimeout 60\nLogFile "%s"\nLogLevel Connect\nMaxClients 10\nAllow 127.0.0.1\nViaProxyName "demoproxy"\n' \
+  "$port" "$work/proxy.log" > "$work/proxy.conf"
+tinyproxy -d -c "$work/proxy.conf" > /dev/null 2>&1 &
+proxy_pid=$!
+for ((i = 0; i < 100; ++i)); do
+  (exec 3<> "/dev/tcp/127.0.0.1/$port") 2> /dev/null && break
+  sleep 0.1
+done
+KVHTTP_WINEPREFIX=$KVHTTP_WINEPREFIX-browser "$wine_run" --start
+for browser in firefox system; do
+  : > "$work/proxy.log"
+  run "the demo through a proxy: $browser" 0 "$root/demo.sh" --trace --browser "$browser" --proxy "127.0.0.1:$port"
+  prints "through the proxy 1.1 demoproxy"
+  prints "[trace] CHttpRequest::CheckInternetConnection: Use Proxy to connect to server."
+  expect "the proxy has not seen the POST" grep -q "POST http://127.0.0.1:[0-9]*/form" "$work/proxy.log"
+done
+prints "CProxyInfo::GetProxyInfo: Default Browser is IE."
+run "the demo with Firefox and no proxy" 0 "$root/demo.sh" --trace --browser firefox
+prints "CProxyInfo::GetProxyInfo: Default Browser is Firefox/NS4/NS6/NS8."
+lacks "through the proxy"
+run "the demo with no known browser" 0 "$root/demo.sh" --trace --browser none
+prints "CProxyInfo::GetProxyInfo: Default Browser is Other!"
+lacks "Use Proxy to connect"
+kill "$proxy_pid"
+wait "$proxy_pid" 2> /dev/null
+proxy_pid=
 
 coproc SERVER { exec "$wine_run" "$work/bin/DemoServer.exe"; }
 # shellcheck disable=SC2153 # the shell sets it

@@ -1,0 +1,34 @@
+// A user of a test's own: a registry hive, classes and an application-data folder that take the place of
+// the real ones in this process, so that discovery and the platform find the browser and the settings that
+// the test gives them.
+#pragma once
+
+#include <string>
+
+#include "unit/proxy/TempFolder.h"
+#include "unit/proxy/TestHive.h"
+
+class CProxyUser
+{
+public:
+    // Has neither a browser nor a proxy.
+    CProxyUser();
+
+    // Firefox is the default browser, with these preferences.
+    void BrowseWithFirefox(const std::string& prefs) const;
+    void BrowseWithSystemBrowser() const;
+
+    // The system's settings name 127.0.0.1:port.
+    void SetSystemProxy(unsigned short port) const;
+
+    const CTestHive& Hive() const { return m_user; }
+
+private:
+    void SetBrowser(const wchar_t* pszProgId, const wchar_t* pszExecutable) const;
+
+    CTempFolder m_folder;
+    CTestHive m_user;
+    CTestHive m_classes;
+    CRedirectedKey m_redirectedUser{HKEY_CURRENT_USER, m_user};
+    CRedirectedKey m_redirectedClasses{HKEY_CLASSES_ROOT, m_classes};
+};
