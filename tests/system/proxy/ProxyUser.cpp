@@ -8,12 +8,16 @@ constexpr wchar_t kUserChoice[] =
     L"Software\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\http\\UserChoice";
 constexpr wchar_t kShellFolders[] =
     L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
+constexpr wchar_t kUsedShellFolders[] =
+    L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
 constexpr wchar_t kAppData[] = L"AppData";
 
 }  // namespace
 
 CProxyUser::CProxyUser()
 {
+    // The shell keeps what it has found in the second one, and could not make that in a volatile hive.
+    m_user.AddKey(kUsedShellFolders);
     m_user.SetText(kShellFolders, kAppData, (m_folder.Path() / kAppData).wstring());
     std::filesystem::create_directories(m_folder.Path() / kAppData);
     m_user.SetNumber(kSettings, L"ProxyEnable", 0);
