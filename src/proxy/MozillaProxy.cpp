@@ -1,5 +1,6 @@
 // The proxy preferences of a Firefox profile.
 #include <cstdlib>
+#include <new>
 
 #include "proxy/MozillaProfile.h"
 #include "proxy/Profile.h"
@@ -52,12 +53,20 @@ int CProxyInfo::GetNSProxyInfo(DWORD /*dwBrowser*/)
         TraceText(kTraceProgress, L"CProxyInfo::GetNSProxyInfo--GetMozillaProfile--error");
         return 0;
     }
-    CProfile profile;
-    if (const std::unique_ptr<char[]> path = WideToAnsi(strPath))
+    try
     {
-        profile.Load(path.get());
+        CProfile profile;
+        if (const std::unique_ptr<char[]> path = WideToAnsi(strPath))
+        {
+            profile.Load(path.get());
+        }
+        TakePreferences(profile);
     }
-    TakePreferences(profile);
+    catch (const std::bad_alloc&)
+    {
+        // Some libraries allocate for an empty list. As if the profile held nothing.
+        m_dwProxyType = kTypeSystem;
+    }
     return 1;
 }
 

@@ -1,6 +1,6 @@
 // The proxy settings of the user's default browser, gathered afresh by every query. Nothing here fails
-// outward: what cannot be found out is a trace line, and the record stays empty. An object is a local of
-// its caller and belongs to its thread.
+// outward: what cannot be found out leaves the record empty, at most with a trace line. An object is a local
+// of its caller and belongs to its thread.
 #pragma once
 
 #include <windows.h>

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <cwchar>
-#include <iterator>
 
 #include "base/ScopedHandle.h"
 #include "registry/OSVersion.h"
@@ -76,6 +75,7 @@ bool TakeShellToken(const EntryPoints& entry, DWORD dwProcessId, DWORD dwConsole
         return false;
     }
 
+    // Without a token or its session the process is not the one.
     DWORD dwSession = kNoConsoleSession;
     DWORD cbReturned = 0;
     const bool bKnown =

@@ -68,7 +68,8 @@ int Classify(const SystemVersion& version)
 }
 
 #ifdef _MSC_VER
-#pragma warning(suppress : 4996)  // the version that the system reports to this program is what is wanted
+#pragma warning(push)
+#pragma warning(disable : 4996)  // the version that the system reports to this program is what is wanted
 #endif
 bool QueryVersion(SystemVersion& version)
 {
@@ -86,6 +87,9 @@ bool QueryVersion(SystemVersion& version)
     version = {information.dwPlatformId, information.dwMajorVersion, information.dwMinorVersion};
     return true;
 }
+#ifdef _MSC_VER
+#pragma warning(pop)
+#endif
 
 }  // namespace
 

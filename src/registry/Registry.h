@@ -12,8 +12,8 @@ public:
     // loaded and the root is not to be closed. Loading takes the rights of a service account.
     static void GetCurrentUserKeyInVista(HKEY* phKey);
 
-    // The root to read for hRoot: the console user's in place of HKEY_CURRENT_USER on Windows Vista and
-    // later (operating-system class 8), hRoot itself otherwise. Not to be closed.
+    // The root to read for hRoot: the console user's in place of HKEY_CURRENT_USER on systems of major
+    // version 6 (operating-system class 8), hRoot itself otherwise. Not to be closed.
     static HKEY ResolveRoot(HKEY hRoot);
 };
 

@@ -26,7 +26,8 @@ public:
 
     // Gives the session a configuration script, or a fixed proxy list with its bypass list (an empty one
     // becomes "local"). A null text is traced and does nothing; a failure is traced. Intended: with a null
-    // handle the settings go to the whole process, which is then told to read them again.
+    // handle, after a session that could not be opened, the settings go to the user's own connection, which
+    // is then read again.
     static void SetProxyAutoConfigURLFlag(HINTERNET hInternet, const wchar_t* lpszAutoConfigURL);
     static void SetManualFlag(HINTERNET hInternet, const wchar_t* lpszProxyServer, const wchar_t* lpszBypass);
 
