@@ -43,6 +43,17 @@ void CProxyUser::SetSystemProxy(unsigned short port) const
     m_user.SetText(kSettings, L"ProxyServer", L"127.0.0.1:" + std::to_wstring(port));
 }
 
+std::wstring CProxyUser::SystemProxy() const
+{
+    DWORD dwEnable = 0;
+    DWORD cb = sizeof(dwEnable);
+    RegGetValueW(m_user.Root(), kSettings, L"ProxyEnable", RRF_RT_REG_DWORD, nullptr, &dwEnable, &cb);
+    wchar_t szServer[256] = {};
+    cb = sizeof(szServer);
+    RegGetValueW(m_user.Root(), kSettings, L"ProxyServer", RRF_RT_REG_SZ, nullptr, szServer, &cb);
+    return dwEnable != 0 ? szServer : L"";
+}
+
 // Both as the user's choice and as the common browser, so that every system finds it.
 void CProxyUser::SetBrowser(const wchar_t* pszProgId, const wchar_t* pszExecutable) const
 {

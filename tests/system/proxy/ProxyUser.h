@@ -21,7 +21,8 @@ public:
     // The system's settings name 127.0.0.1:port.
     void SetSystemProxy(unsigned short port) const;
 
-    const CTestHive& Hive() const { return m_user; }
+    // What they name while they are enabled, otherwise nothing.
+    std::wstring SystemProxy() const;
 
 private:
     void SetBrowser(const wchar_t* pszProgId, const wchar_t* pszExecutable) const;

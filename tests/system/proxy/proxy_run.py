@@ -44,13 +44,16 @@ class Proxy:
             sys.exit("proxy_run: the proxy does not start:\n" + file.read())
 
     def accepts(self):
+        """Its own log must say so too: another program may have got the port."""
         deadline = time.monotonic() + PATIENCE
         while time.monotonic() < deadline and self.process.poll() is None:
             try:
                 socket.create_connection(("127.0.0.1", self.port), timeout=1).close()
-                return self.process.poll() is None
+                if "Accepting connections" in self.read_log():
+                    return True
             except OSError:
-                time.sleep(0.02)
+                pass
+            time.sleep(0.02)
         return False
 
     def stop(self):
@@ -63,8 +66,13 @@ class Proxy:
 
     def requests(self):
         """The request lines that clients have sent."""
+        return re.findall(r"Request \(file descriptor \d+\): (.*)", self.read_log())
+
+    def read_log(self):
+        if not os.path.exists(self.log):
+            return ""
         with open(self.log, encoding="utf-8", errors="replace") as file:
-            return re.findall(r"Request \(file descriptor \d+\): (.*)", file.read())
+            return file.read()
 
 
 def free_port():
