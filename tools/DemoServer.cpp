@@ -51,12 +51,11 @@ void Answer(const CLoopbackRequest& request, CLoopbackConnection& connection, co
 {
     if (request.strTarget == "/form")
     {
-        connection.Send(MakeAnswer(200,
-                                   "Thank you. The server has received " +
-                                       std::to_string(request.strBody.size()) + " bytes of " +
-                                       request.Header("Content-Type") + Route(request) + ":\n" +
-                                       request.strBody + "\n",
-                                   "Content-Type: text/plain; charset=utf-8\r\n"));
+        connection.Send(MakeAnswer(
+            200,
+            "Thank you. The server has received " + std::to_string(request.strBody.size()) + " bytes of " +
+                request.Header("Content-Type") + Route(request) + ":\n" + request.strBody + "\n",
+            "Content-Type: text/plain; charset=utf-8\r\n"));
     }
     else if (request.strTarget == "/report")
     {

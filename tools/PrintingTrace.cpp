@@ -1,7 +1,6 @@
 // A trace library for people: prints each record with its level on the standard output, in UTF-8.
 #include <windows.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -46,6 +45,11 @@ extern "C" void WINAPI QNZTRACERAWA(unsigned long level, unsigned long, unsigned
         record.remove_prefix(1);  // an empty message leaves its blank
     }
     line += ToUtf8(record);
+    // A line feed within a record is shown, so that a record stays one line.
+    for (size_t feed = line.find('\n'); feed != std::string::npos; feed = line.find('\n', feed))
+    {
+        line.replace(feed, 1, "\\n");
+    }
     line += g_bInsideRecord ? "" : "\n";
     DWORD dwWritten = 0;
     WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), line.data(), static_cast<DWORD>(line.size()), &dwWritten,

@@ -129,7 +129,8 @@ BOOL GetCurrentUserToken(HANDLE* phToken)
     {
         return FALSE;
     }
-    const DWORD cProcesses = cbReturned < sizeof(processes) ? cbReturned / sizeof(DWORD) : kMaxProcesses;
+    const DWORD cProcesses =
+        cbReturned < sizeof(processes) ? cbReturned / DWORD{sizeof(DWORD)} : kMaxProcesses;
     for (DWORD index = 0; index < cProcesses; ++index)
     {
         *phToken = nullptr;

@@ -1,8 +1,8 @@
 // What a worker does before it opens anything: the discovery of the browser's proxy, and the question
 // whether the machine is connected.
 #include "module/HttpRawTest.h"
-#include "unit/proxy/TempFolder.h"
-#include "unit/proxy/TestHive.h"
+#include "support/TempFolder.h"
+#include "support/TestHive.h"
 
 using testing::Contains;
 using testing::Not;

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "unit/proxy/TempFolder.h"
-#include "unit/proxy/TestHive.h"
+#include "support/TempFolder.h"
+#include "support/TestHive.h"
 
 class CProxyUser
 {

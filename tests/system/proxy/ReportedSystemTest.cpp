@@ -12,7 +12,7 @@
 #include "proxy/RegistryValues.h"
 #include "registry/OSVersion.h"
 #include "support/ImportPatch.h"
-#include "unit/proxy/TestHive.h"
+#include "support/TestHive.h"
 
 namespace
 {

@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "support/ImportPatch.h"
+#include "support/RecordedTrace.h"
+#include "support/ReportedVersion.h"
+#include "support/ScriptedConsole.h"
+#include "support/TempFolder.h"
+#include "support/TestHive.h"
 #include "unit/proxy/RecordedRegistry.h"
-#include "unit/proxy/RecordedTrace.h"
 #include "unit/proxy/RefusedMemory.h"
-#include "unit/proxy/TempFolder.h"
-#include "unit/proxy/TestHive.h"
-#include "unit/registry/ReportedVersion.h"
-#include "unit/registry/ScriptedConsole.h"
 
 namespace
 {

@@ -8,9 +8,9 @@
 
 #include "proxy/ProxyInfo.h"
 #include "support/ImportPatch.h"
+#include "support/ScriptedShell.h"
+#include "support/TempFolder.h"
 #include "unit/proxy/RefusedMemory.h"
-#include "unit/proxy/ScriptedShell.h"
-#include "unit/proxy/TempFolder.h"
 
 namespace
 {

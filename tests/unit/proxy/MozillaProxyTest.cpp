@@ -6,9 +6,9 @@
 
 #include "proxy/Profile.h"
 #include "proxy/ProxyInfo.h"
-#include "unit/proxy/RecordedTrace.h"
-#include "unit/proxy/ScriptedShell.h"
-#include "unit/proxy/TempFolder.h"
+#include "support/RecordedTrace.h"
+#include "support/ScriptedShell.h"
+#include "support/TempFolder.h"
 
 namespace
 {

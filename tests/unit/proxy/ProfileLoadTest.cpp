@@ -7,8 +7,8 @@
 
 #include "proxy/Profile.h"
 #include "support/ImportPatch.h"
+#include "support/TempFolder.h"
 #include "unit/proxy/RefusedMemory.h"
-#include "unit/proxy/TempFolder.h"
 
 namespace
 {

@@ -6,9 +6,9 @@
 #include <array>
 #include <string>
 
+#include "support/ReportedVersion.h"
+#include "support/TestHive.h"
 #include "unit/proxy/RecordedRegistry.h"
-#include "unit/proxy/TestHive.h"
-#include "unit/registry/ReportedVersion.h"
 
 namespace
 {

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "proxy/ProxyInfo.h"
+#include "support/ReportedVersion.h"
+#include "support/TestHive.h"
 #include "unit/proxy/RecordedRegistry.h"
-#include "unit/proxy/TestHive.h"
-#include "unit/registry/ReportedVersion.h"
 
 namespace
 {

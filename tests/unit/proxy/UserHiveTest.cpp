@@ -8,10 +8,10 @@
 #include "proxy/ProxyInfo.h"
 #include "proxy/RegistryValues.h"
 #include "registry/Registry.h"
+#include "support/ReportedVersion.h"
+#include "support/ScriptedConsole.h"
+#include "support/TestHive.h"
 #include "unit/proxy/RecordedRegistry.h"
-#include "unit/proxy/TestHive.h"
-#include "unit/registry/ReportedVersion.h"
-#include "unit/registry/ScriptedConsole.h"
 
 namespace
 {

@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "unit/registry/ReportedVersion.h"
-#include "unit/registry/ScriptedConsole.h"
+#include "support/ReportedVersion.h"
+#include "support/ScriptedConsole.h"
 
 namespace
 {

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "unit/registry/ReportedVersion.h"
+#include "support/ReportedVersion.h"
 
 namespace
 {

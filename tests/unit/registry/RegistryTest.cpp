@@ -5,8 +5,8 @@
 #include <cstring>
 #include <memory>
 
-#include "unit/registry/ReportedVersion.h"
-#include "unit/registry/ScriptedConsole.h"
+#include "support/ReportedVersion.h"
+#include "support/ScriptedConsole.h"
 
 namespace
 {

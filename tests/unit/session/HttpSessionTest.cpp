@@ -6,11 +6,11 @@
 
 #include <memory>
 
-#include "unit/proxy/RecordedTrace.h"
-#include "unit/proxy/ScriptedShell.h"
-#include "unit/proxy/TempFolder.h"
-#include "unit/proxy/TestHive.h"
-#include "unit/registry/ReportedVersion.h"
+#include "support/RecordedTrace.h"
+#include "support/ReportedVersion.h"
+#include "support/ScriptedShell.h"
+#include "support/TempFolder.h"
+#include "support/TestHive.h"
 #include "unit/session/RecordedSession.h"
 
 namespace

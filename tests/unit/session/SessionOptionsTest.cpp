@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "session/HttpSession.h"
-#include "unit/proxy/RecordedTrace.h"
+#include "support/RecordedTrace.h"
 #include "unit/session/RecordedSession.h"
 
 namespace

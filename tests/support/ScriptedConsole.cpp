@@ -1,4 +1,4 @@
-#include "unit/registry/ScriptedConsole.h"
+#include "support/ScriptedConsole.h"
 
 #include <algorithm>
 #include <cstdio>

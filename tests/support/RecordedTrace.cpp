@@ -1,4 +1,4 @@
-#include "unit/proxy/RecordedTrace.h"
+#include "support/RecordedTrace.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "unit/proxy/TestHive.h"
+#include "support/TestHive.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "unit/proxy/ScriptedShell.h"
+#include "support/ScriptedShell.h"
 
 namespace
 {
