@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "support/loopback/LoopbackServer.h"
+#include "support/ProcessResources.h"
 #include "system/HttpRawHost.h"
-#include "system/ProcessResources.h"
 #include "system/TempFile.h"
 
 namespace
@@ -23,10 +23,10 @@ constexpr ULONGLONG kSettleMs = 10000;
 
 // The count, once it has come down to the limit: a worker that has left its object is still on its way out,
 // and the platform's own threads come and go. What has leaked stays above it for as long as this waits.
-size_t CountSettled(size_t (*count)(), size_t limit)
+int CountSettled(int (*count)(), int limit)
 {
     const ULONGLONG end = GetTickCount64() + kSettleMs;
-    size_t current = count();
+    int current = count();
     while (current > limit && GetTickCount64() < end)
     {
         Sleep(20);
@@ -41,8 +41,8 @@ template <typename Round>
 void ExpectNothingLeft(Round round, int rounds = 3)
 {
     round();
-    const size_t threads = CountThreads();
-    const size_t handles = CountHandles();
+    const int threads = CountThreads();
+    const int handles = CountHandles();
     for (int count = 0; count < rounds; ++count)
     {
         round();

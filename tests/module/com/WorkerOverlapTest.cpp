@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "module/com/ProcessResources.h"
 #include "module/com/ServerModule.h"
+#include "support/ProcessResources.h"
 #include "unit/request/RequestScript.h"
 
 namespace

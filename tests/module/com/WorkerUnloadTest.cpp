@@ -1,8 +1,8 @@
 // The end of a worker and the unloading of the module, held open at the moments that could hurt.
 #include <gtest/gtest.h>
 
-#include "module/com/ProcessResources.h"
 #include "module/com/ServerModule.h"
+#include "support/ProcessResources.h"
 #include "unit/request/RequestScript.h"
 
 namespace

@@ -4,7 +4,7 @@
 
 #include <process.h>
 
-#include "module/com/ProcessResources.h"
+#include "support/ProcessResources.h"
 #include "unit/request/ThreadScript.h"
 
 namespace
