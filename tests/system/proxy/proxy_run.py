@@ -3,13 +3,12 @@ proxy_run.py WINE_TEST PROGRAM TEST through|past. The test must pass, and the pr
 nothing."""
 import os
 import re
-import socket
 import subprocess
 import sys
 import tempfile
-import time
 
-PATIENCE = 20
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support", "programs"))
+from program import Server, plain_environment  # pylint: disable=wrong-import-position
 
 CONFIGURATION = """\
 Port {port}
@@ -23,79 +22,31 @@ ViaProxyName "kvhttpproxy"
 """
 
 
-class Proxy:
-    """tinyproxy in the foreground, on a port that was free a moment ago: another one when it is taken."""
+class Proxy(Server):
+    """tinyproxy in the foreground."""
 
     def __init__(self, folder):
-        self.folder = folder
-        self.log = os.path.join(folder, "log")
-        for _ in range(5):
-            self.port = free_port()
-            configuration = os.path.join(folder, "tinyproxy.conf")
+        configuration, log = os.path.join(folder, "tinyproxy.conf"), os.path.join(folder, "log")
+
+        def command_for(port):
             with open(configuration, "w", encoding="utf-8") as file:
-                file.write(CONFIGURATION.format(port=self.port, log=self.log))
-            with open(os.path.join(folder, "output"), "wb") as output:
-                self.process = subprocess.Popen(["tinyproxy", "-d", "-c", configuration], stdin=subprocess.DEVNULL,
-                                                stdout=output, stderr=subprocess.STDOUT)
-            if self.accepts():
-                return
-            self.stop()
-        with open(os.path.join(folder, "output"), encoding="utf-8") as file:
-            sys.exit("proxy_run: the proxy does not start:\n" + file.read())
+                file.write(CONFIGURATION.format(port=port, log=log))
+            return ["tinyproxy", "-d", "-c", configuration]
 
-    def accepts(self):
-        """Its own log must say so too: another program may have got the port."""
-        deadline = time.monotonic() + PATIENCE
-        while time.monotonic() < deadline and self.process.poll() is None:
-            try:
-                socket.create_connection(("127.0.0.1", self.port), timeout=1).close()
-                if "Accepting connections" in self.read_log():
-                    return True
-            except OSError:
-                pass
-            time.sleep(0.02)
-        return False
-
-    def stop(self):
-        self.process.terminate()
-        try:
-            self.process.wait(PATIENCE)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            self.process.wait()
+        super().__init__(folder, command_for, log, "Accepting connections")
 
     def requests(self):
         """The request lines that clients have sent."""
-        return re.findall(r"Request \(file descriptor \d+\): (.*)", self.read_log())
-
-    def read_log(self):
-        if not os.path.exists(self.log):
-            return ""
-        with open(self.log, encoding="utf-8", errors="replace") as file:
-            return file.read()
-
-
-def free_port():
-    with socket.socket() as listener:
-        listener.bind(("127.0.0.1", 0))
-        return listener.getsockname()[1]
-
-
-def environment(port):
-    """Without the machine's own proxy, which the platform would use where the user has none."""
-    kept = {name: value for name, value in os.environ.items() if not name.lower().endswith("_proxy")}
-    return {**kept, "KVHTTP_PROXY_PORT": str(port)}
+        return re.findall(r"Request \(file descriptor \d+\): (.*)", self.logged())
 
 
 def main(wine_test, program, test, way):
     with tempfile.TemporaryDirectory(prefix="kvhttp-proxy-") as folder:
-        proxy = Proxy(folder)
-        try:
-            result = subprocess.run([wine_test, program, "--gtest_filter=" + test], env=environment(proxy.port),
+        with Proxy(folder) as proxy:
+            result = subprocess.run([wine_test, program, "--gtest_filter=" + test],
+                                    env=plain_environment(KVHTTP_PROXY_PORT=str(proxy.port)),
                                     stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                     text=True, errors="replace", timeout=170, check=False)
-        finally:
-            proxy.stop()
         seen = proxy.requests()
     print(result.stdout, end="")
     print("The proxy has seen:", *(seen or ["nothing"]), sep="\n  ")
