@@ -125,6 +125,17 @@ configure()
   cmake --preset mingw-release -DKVHTTP_BUILD_TESTS=OFF
 }
 
+# Starts the demo's server, which tells its port and the checksum of its report.
+start_server()
+{
+  [ -z "$server_pid" ] || { kill "$server_pid"; wait "$server_pid"; } 2> /dev/null
+  coproc SERVER { exec "$root/scripts/wine-run" "$bin/DemoServer.exe" 2> "$logs/server.txt"; }
+  # shellcheck disable=SC2153 # the shell sets it
+  server_pid=$SERVER_PID server_in=${SERVER[1]}
+  local server_out=${SERVER[0]}
+  read -r -t 30 -u "$server_out" port checksum
+}
+
 # windows_path PATH: as Wine's programs see the file, whose folder must exist.
 windows_path()
 {
@@ -158,7 +169,7 @@ quietly "making the Wine prefix" "$root/scripts/wine-run"
 "$root/scripts/wine-run" --start && started_wine=1
 echo "Registering the module: regsvr32 $(basename "$bin")/kvHttp.dll"
 quietly "registering the module" \
-  "$root/scripts/wine-run" regsvr32 /s "$(windows_path "$bin/kvHttp.dll")"
+  "$root/scripts/wine-test" regsvr32 /s "$(windows_path "$bin/kvHttp.dll")"
 
 if [ -n "$browser" ]; then
   echo "The default browser is now: $browser${proxy:+, with the proxy $proxy}"
@@ -172,11 +183,7 @@ if [ $trace -eq 1 ]; then
 fi
 
 if [ $# -eq 0 ]; then
-  coproc SERVER { exec "$root/scripts/wine-run" "$bin/DemoServer.exe" 2> "$logs/server.txt"; }
-  # shellcheck disable=SC2153 # the shell sets it
-  server_pid=$SERVER_PID
-  server_out=${SERVER[0]} server_in=${SERVER[1]}
-  read -r -t 30 -u "$server_out" port checksum || { cat "$logs/server.txt" >&2; die 3 "the server did not start"; }
+  start_server || start_server || { cat "$logs/server.txt" >&2; die 3 "the server did not start"; }
   checksum=${checksum%$'\r'}
   echo "The demo's own server listens on 127.0.0.1:$port."
   if [ -z "$file" ]; then
@@ -189,9 +196,15 @@ fi
 [ -z "${windows_file-}" ] || options+=(--file "$windows_file")
 
 echo
-# Through a pipe, so that Wine leaves the terminal alone.
-"$root/scripts/wine-run" "$bin/PostForm.exe" "${options[@]}" "$@" 2> "$logs/errors.txt" < /dev/null | cat
-code=${PIPESTATUS[0]}
+# A start that Wine gives up, with exit code 1 and no word, is tried again.
+for _ in 1 2 3; do
+  # Through a pipe, so that Wine leaves the terminal alone.
+  "$root/scripts/wine-run" "$bin/PostForm.exe" "${options[@]}" "$@" 2> "$logs/errors.txt" < /dev/null | tee "$logs/output.txt"
+  code=${PIPESTATUS[0]}
+  if [ "$code" -ne 1 ] || [ -s "$logs/output.txt" ] || [ -s "$logs/errors.txt" ]; then
+    break
+  fi
+done
 cat "$logs/errors.txt" >&2
 echo
 case $code in

@@ -7,6 +7,7 @@ import tempfile
 import unittest
 
 ROOT = sys.argv.pop(1)
+POLICY = "/usr/sbin/policy-rc.d"
 INSTALL = os.path.join(ROOT, "scripts", "install-packages")
 
 
@@ -28,7 +29,7 @@ class InstallPackagesTest(unittest.TestCase):
         self.addCleanup(temporary.cleanup)
         self.bin = temporary.name
         self.log = os.path.join(self.bin, "log")
-        for name in ("apt-get", "sudo"):
+        for name in ("apt-get", "sudo", "tee", "chmod", "rm"):
             put_program(self.bin, name, f'echo {name} "$@" >> "{self.log}"\n')
         put_program(self.bin, "id", "echo 0\n")
 
@@ -53,16 +54,25 @@ class InstallPackagesTest(unittest.TestCase):
     def test_installs_what_is_missing_after_one_update(self):
         result = run(INSTALL, "run", PATH=self.hide_all_commands())
         self.assertEqual(result.returncode, 0, result.stdout)
-        update, install = self.calls()
+        update, install = (call for call in self.calls() if call.startswith("apt-get"))
         self.assertTrue(update.endswith(" update"), update)
         for word in ("install", "--no-install-recommends", "g++-mingw-w64-x86-64-posix", "cmake", "ninja-build", "wine"):
             self.assertIn(word, install.split())
         self.assertNotIn("clang-tidy", install.split())
 
+    def test_lets_no_server_start_as_a_service(self):
+        result = run(INSTALL, "test", PATH=self.hide_all_commands())
+        self.assertEqual(result.returncode, 0, result.stdout)
+        calls = [call if POLICY in call else call.split()[0] for call in self.calls()]
+        # A machine that forbids services by itself keeps its own way.
+        forbid, allow = ([], []) if os.path.exists(POLICY) else ([f"tee {POLICY}", f"chmod 755 {POLICY}"],
+                                                                 [f"rm -f {POLICY}"])
+        self.assertEqual(calls, ["apt-get", *forbid, "apt-get", *allow])
+
     def test_uses_sudo_without_a_prompt_where_nobody_can_answer(self):
         put_program(self.bin, "id", "echo 1000\n")
         self.assertEqual(run(INSTALL, "run", PATH=self.hide_all_commands()).returncode, 0)
-        for call in self.calls():
+        for call in (call for call in self.calls() if "apt-get" in call):
             self.assertTrue(call.startswith("sudo -n env DEBIAN_FRONTEND=noninteractive apt-get "), call)
 
     def test_names_what_is_missing_when_it_cannot_install(self):

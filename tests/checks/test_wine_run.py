@@ -33,12 +33,15 @@ class WineRunTest(unittest.TestCase):
         self.folder = tempfile.mkdtemp(prefix="kvhttp wine ")
         self.addCleanup(shutil.rmtree, self.folder)
         for name, text in (("wine", WINE), ("wineserver", SERVER)):
-            with open(os.path.join(self.folder, name), "w", encoding="utf-8") as file:
-                file.write(text)
-            os.chmod(file.name, 0o755)
+            self.put_program(name, text)
         self.prefix = os.path.join(self.folder, "the prefix")
         os.mkdir(self.prefix)
         self.mark_ready()
+
+    def put_program(self, name, text):
+        with open(os.path.join(self.folder, name), "w", encoding="utf-8") as file:
+            file.write(text)
+        os.chmod(file.name, 0o755)
 
     def mark_ready(self):
         with open(os.path.join(self.prefix, "ready"), "wb"):
@@ -88,6 +91,17 @@ class WineRunTest(unittest.TestCase):
             process.stdin.write("yes\n")
             process.stdin.flush()
             self.assertEqual(process.stdout.readline(), "got yes\n")
+
+    def test_chance_is_switched_off_for_the_program_where_the_kernel_lets_it(self):
+        def start():
+            result = self.run_script("x", ACT='echo "$(cat /proc/self/personality) $*"')
+            self.assertEqual(result.returncode, 0)
+            return result.stdout
+
+        allowed = subprocess.run(["setarch", "-R", "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
+        self.assertEqual(start(), "00040000 x\n" if allowed else "00000000 x\n")
+        self.put_program("setarch", "#!/bin/sh\nexit 1\n")
+        self.assertEqual(start(), "00000000 x\n")
 
     def test_silent_failure_with_code_1_is_tried_again(self):
         for joined in (False, True):
