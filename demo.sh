@@ -83,8 +83,6 @@ if [ -n "$browser" ]; then
   export KVHTTP_WINEPREFIX=${KVHTTP_WINEPREFIX:-$root/build/wineprefix}-browser
 fi
 
-# Wine takes arguments apart, and file names, by the locale's character set.
-export LC_ALL=C.UTF-8
 logs=$root/build/demo
 mkdir -p "$logs" || die 3 "cannot write to $logs"
 cache=

@@ -7,11 +7,14 @@
 namespace
 {
 
-HANDLE g_hPosted = nullptr;  // signalled while no post is under way
+// Each post holds it shared. A worker that gets it exclusively knows that the post that started it has
+// returned, however many other threads post meanwhile.
+SRWLOCK g_posting = SRWLOCK_INIT;
 
 BOOL WINAPI ConnectedOncePosted(LPDWORD pdwFlags, DWORD)
 {
-    WaitForSingleObject(g_hPosted, kPatienceMs);
+    AcquireSRWLockExclusive(&g_posting);
+    ReleaseSRWLockExclusive(&g_posting);
     *pdwFlags = 0x02;  // a local network
     return TRUE;
 }
@@ -62,8 +65,6 @@ bool IsWine()
 HMODULE CHttpRawHost::Module()
 {
     static const HMODULE hModule = LoadFromTestFolder();
-    static const HANDLE hPosted = CreateEventW(nullptr, TRUE, TRUE, nullptr);
-    g_hPosted = hPosted;
     static const CImportPatch patch(hModule, "InternetGetConnectedState", ConnectedOncePosted);
     return hModule;
 }
@@ -92,9 +93,10 @@ CHttpRawHost::~CHttpRawHost()
 void CHttpRawHost::Post(const std::wstring& url, const std::wstring& data)
 {
     m_seen.clear();
-    ResetEvent(g_hPosted);
-    EXPECT_EQ(m_pHttpRaw->PostRequest(url.c_str(), data.c_str()), S_OK);
-    SetEvent(g_hPosted);
+    AcquireSRWLockShared(&g_posting);
+    const HRESULT hr = m_pHttpRaw->PostRequest(url.c_str(), data.c_str());
+    ReleaseSRWLockShared(&g_posting);
+    EXPECT_EQ(hr, S_OK);
 }
 
 Status CHttpRawHost::AwaitEnd()

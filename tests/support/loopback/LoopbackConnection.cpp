@@ -59,6 +59,12 @@ bool CLoopbackConnection::Pause(DWORD dwMilliseconds) const
     return WaitForSingleObject(m_hStop, dwMilliseconds) == WAIT_TIMEOUT;
 }
 
+bool CLoopbackConnection::AwaitRelease(DWORD dwMilliseconds) const
+{
+    const HANDLE handles[] = {m_hStop, m_hRelease};
+    return WaitForMultipleObjects(2, handles, FALSE, dwMilliseconds) != WAIT_TIMEOUT;
+}
+
 void CLoopbackConnection::Stall()
 {
     const HANDLE handles[] = {m_hStop, m_hRelease, m_hEvent};

@@ -27,6 +27,9 @@ public:
     // False when the server stops meanwhile.
     bool Pause(DWORD dwMilliseconds) const;
 
+    // Waits at most that long; true when the server has been released or stops.
+    bool AwaitRelease(DWORD dwMilliseconds) const;
+
     // Stays silent until the server is released or stopped, or the peer hangs up.
     void Stall();
 

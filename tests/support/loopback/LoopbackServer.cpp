@@ -10,6 +10,8 @@
 namespace
 {
 
+constexpr DWORD kLookMs = 100;
+
 class CExclusiveLock
 {
 public:
@@ -120,6 +122,12 @@ bool CLoopbackServer::AwaitRequests(size_t count, DWORD dwMilliseconds) const
     return AwaitChange(m_changed, m_lock, dwMilliseconds, [&] { return m_requests.size() >= count; });
 }
 
+size_t CLoopbackServer::CountConnections() const
+{
+    const CExclusiveLock lock(m_lock);
+    return m_cConnections;
+}
+
 bool CLoopbackServer::AwaitIdle(DWORD dwMilliseconds)
 {
     {
@@ -161,7 +169,8 @@ void CLoopbackServer::Accept()
     const WSAEVENT hArrived = WSACreateEvent();
     WSAEventSelect(m_listener, hArrived, FD_ACCEPT);
     const HANDLE handles[] = {m_hStop, hArrived};
-    while (WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0 + 1)
+    // When many connections arrive at one moment, Wine now and then forgets to say so: look by oneself.
+    while (WaitForMultipleObjects(2, handles, FALSE, kLookMs) != WAIT_OBJECT_0)
     {
         WSANETWORKEVENTS events = {};
         WSAEnumNetworkEvents(m_listener, hArrived, &events);
@@ -178,6 +187,7 @@ void CLoopbackServer::StartWorker(SOCKET socket)
     const CExclusiveLock lock(m_lock);
     CWorker& worker = m_workers.emplace_back(CWorker{this, socket, nullptr});
     ++m_cServing;
+    ++m_cConnections;
     worker.hThread = StartThread(ConnectionProc, &worker);
     if (worker.hThread == nullptr)
     {
@@ -198,14 +208,14 @@ void CLoopbackServer::Serve(SOCKET socket)
         CLoopbackConnection connection(socket, m_hStop, m_hRelease);
         std::string received;
         CLoopbackRequest request;
+        if (m_mode == READ_NOTHING)
+        {
+            ServeRequest(request, connection);
+            connection.Close();
+        }
         while (ReadRequest(connection, received, request))
         {
-            {
-                const CExclusiveLock lock(m_lock);
-                m_requests.push_back(request);
-            }
-            WakeAllConditionVariable(&m_changed);
-            m_script(request, connection);
+            ServeRequest(request, connection);
             if (request.Header("Connection") == "close")
             {
                 connection.Close();
@@ -217,6 +227,16 @@ void CLoopbackServer::Serve(SOCKET socket)
         --m_cServing;
     }
     WakeAllConditionVariable(&m_changed);
+}
+
+void CLoopbackServer::ServeRequest(const CLoopbackRequest& request, CLoopbackConnection& connection)
+{
+    {
+        const CExclusiveLock lock(m_lock);
+        m_requests.push_back(request);
+    }
+    WakeAllConditionVariable(&m_changed);
+    m_script(request, connection);
 }
 
 // Takes the next request out of received, which holds what has arrived of it so far.

@@ -25,6 +25,7 @@ public:
     {
         READ_WHOLE,      // the script runs when the body has arrived
         READ_HEAD_ONLY,  // it runs after the head; nothing more is read, so that large bodies get stuck
+        READ_NOTHING,    // it runs once for each connection, with an empty request, before anything is read
     };
 
     // Listens from here on. Ends the program with a message when it cannot.
@@ -39,6 +40,8 @@ public:
     std::vector<CLoopbackRequest> Requests() const;
     // False when fewer have arrived in that time.
     bool AwaitRequests(size_t count, DWORD dwMilliseconds) const;
+
+    size_t CountConnections() const;
 
     // Waits until no connection is open and gives back what the ended ones held; false when one still is
     // open after that time.
@@ -62,6 +65,7 @@ private:
     static unsigned __stdcall ConnectionProc(void* worker);
     void Accept();
     void Serve(SOCKET socket);
+    void ServeRequest(const CLoopbackRequest& request, CLoopbackConnection& connection);
     bool ReadRequest(CLoopbackConnection& connection, std::string& received, CLoopbackRequest& request) const;
     void StartWorker(SOCKET socket);
     void JoinWorkers();
@@ -79,4 +83,5 @@ private:
     std::vector<CLoopbackRequest> m_requests;
     std::list<CWorker> m_workers;
     size_t m_cServing = 0;
+    size_t m_cConnections = 0;
 };

@@ -13,7 +13,7 @@
 
 #include "support/loopback/LoopbackServer.h"
 #include "system/HttpRawHost.h"
-#include "system/proxy/ModuleTrace.h"
+#include "system/ModuleTrace.h"
 #include "system/proxy/ProxyUser.h"
 
 namespace

@@ -1,4 +1,4 @@
-#include "system/proxy/ModuleTrace.h"
+#include "system/ModuleTrace.h"
 
 #include <cstring>
 

@@ -1,0 +1,297 @@
+#include "MainWindow.h"
+
+#include <commdlg.h>
+
+#include <cwchar>
+#include <vector>
+
+#include "ExchangeView.h"
+#include "StatusText.h"
+
+namespace
+{
+
+constexpr UINT_PTR kPollTimer = 1;
+constexpr UINT kPollMs = 50;
+constexpr unsigned long kMaxTimeout = 86400;
+constexpr DWORD kLongestPath = 32768;
+
+// The platform's smallest dialog, without controls.
+struct EmptyDialog
+{
+    DLGTEMPLATE head;
+    WORD nMenu;
+    WORD nClass;
+    WORD nTitle;
+};
+
+alignas(DWORD) constexpr EmptyDialog kEmptyDialog = {
+    {WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, 0, 0, 0, 0, 0, 0}, 0, 0, 0};
+
+}  // namespace
+
+bool CMainWindow::Create()
+{
+    return CreateDialogIndirectParamW(GetModuleHandleW(nullptr), &kEmptyDialog.head, nullptr, DialogProc,
+                                      reinterpret_cast<LPARAM>(this)) != nullptr;
+}
+
+INT_PTR CALLBACK CMainWindow::DialogProc(HWND hWnd, UINT nMessage, WPARAM wParam, LPARAM lParam)
+{
+    if (nMessage == WM_INITDIALOG)
+    {
+        SetWindowLongPtrW(hWnd, DWLP_USER, lParam);
+        reinterpret_cast<CMainWindow*>(lParam)->m_hWnd = hWnd;
+    }
+    CMainWindow* const pThis = reinterpret_cast<CMainWindow*>(GetWindowLongPtrW(hWnd, DWLP_USER));
+    return pThis != nullptr ? pThis->OnMessage(nMessage, wParam, lParam) : FALSE;
+}
+
+INT_PTR CMainWindow::OnMessage(UINT nMessage, WPARAM wParam, LPARAM lParam)
+{
+    switch (nMessage)
+    {
+        case WM_INITDIALOG:
+            OnInit();
+            return FALSE;  // the focus has been set
+        case WM_COMMAND:
+            OnCommand(LOWORD(wParam));
+            return TRUE;
+        case WM_TIMER:
+            OnPoll();
+            return TRUE;
+        case WM_SIZE:
+            m_layout->Arrange();
+            return TRUE;
+        case WM_GETMINMAXINFO:
+            LimitSize(*reinterpret_cast<MINMAXINFO*>(lParam));
+            return TRUE;
+        case WM_SETTINGCHANGE:
+            TakeSystemFont();
+            return TRUE;
+        case WM_CTLCOLORSTATIC:
+            return ColorOf(reinterpret_cast<HDC>(wParam), reinterpret_cast<HWND>(lParam));
+        case WM_CLOSE:
+            OnClose();
+            return TRUE;
+        case WM_DESTROY:
+            PostQuitMessage(0);
+            return TRUE;
+        default:
+            return FALSE;
+    }
+}
+
+void CMainWindow::OnInit()
+{
+    SetWindowTextW(m_hWnd, L"Post a form");
+    CreateControls(m_hWnd);
+    TakeSystemFont();
+    PlaceInitially();
+    SetControlText(m_hWnd, ID_URL, m_line.strUrl);
+    SetControlText(m_hWnd, ID_DATA, m_line.strData);
+    SetControlText(m_hWnd, ID_FILE, m_line.strFile);
+    SetControlText(m_hWnd, ID_TIMEOUT, m_line.strTimeout);
+    ShowNothingSent(m_hWnd);
+    SetFocus(GetDlgItem(m_hWnd, ID_URL));
+}
+
+void CMainWindow::OnCommand(int id)
+{
+    if (m_bReleasing)
+    {
+        return;  // the component keeps users' input back, but not that of programs
+    }
+    switch (id)
+    {
+        case ID_POST:
+            OnPost();
+            break;
+        case ID_STOP:
+            OnStop();
+            break;
+        case ID_BROWSE:
+            OnBrowse();
+            break;
+        default:
+            break;
+    }
+}
+
+void CMainWindow::OnPost()
+{
+    // Enter comes here even while the button is disabled.
+    const std::optional<Form> form = m_exchange.IsRunning() ? std::nullopt : ReadForm();
+    if (!form)
+    {
+        return;
+    }
+    // After a time-out the worker may still run, and hold the file.
+    if (m_exchange.Status() == REQ_STATUS_TIMEOUT)
+    {
+        ShowStopping(m_hWnd);
+        if (!ReleaseExchange())
+        {
+            return;
+        }
+    }
+    const HRESULT hr = m_exchange.Start(m_hWnd, *form);
+    if (FAILED(hr))
+    {
+        ShowCannotStart(m_hWnd, hr);
+        return;
+    }
+    ShowStarted(m_hWnd);
+    SetTimer(m_hWnd, kPollTimer, kPollMs, nullptr);
+}
+
+void CMainWindow::OnPoll()
+{
+    if (!m_exchange.IsRunning())
+    {
+        return;
+    }
+    m_exchange.Poll();
+    ShowExchange(m_hWnd, m_exchange);
+    if (!m_exchange.IsRunning())
+    {
+        KillTimer(m_hWnd, kPollTimer);
+        ShowEnded(m_hWnd, m_exchange);
+    }
+}
+
+void CMainWindow::OnStop()
+{
+    if (!m_exchange.IsRunning())
+    {
+        return;
+    }
+    KillTimer(m_hWnd, kPollTimer);
+    ShowStopping(m_hWnd);
+    if (ReleaseExchange())
+    {
+        ShowStopped(m_hWnd, m_exchange);
+    }
+}
+
+void CMainWindow::OnClose()
+{
+    if (!IsWindowEnabled(m_hWnd))
+    {
+        return;  // a dialog over it wants its answer first
+    }
+    m_bCloseAsked = true;
+    if (!m_bReleasing)
+    {
+        KillTimer(m_hWnd, kPollTimer);
+        ShowStopping(m_hWnd);
+        ReleaseExchange();
+    }
+}
+
+bool CMainWindow::ReleaseExchange()
+{
+    // This dispatches messages, and may so lead to OnClose. A WM_QUIT would make the component kill its
+    // worker: the window goes, and posts it, only afterwards.
+    m_bReleasing = true;
+    m_exchange.Release();
+    m_bReleasing = false;
+    if (m_bCloseAsked)
+    {
+        DestroyWindow(m_hWnd);
+    }
+    return !m_bCloseAsked;
+}
+
+void CMainWindow::OnBrowse()
+{
+    std::vector<wchar_t> path(kLongestPath);
+    GetControlText(m_hWnd, ID_FILE).copy(path.data(), path.size() - 1);
+    OPENFILENAMEW choice = {};
+    choice.lStructSize = sizeof(choice);
+    choice.hwndOwner = m_hWnd;
+    choice.lpstrFilter = L"All files\0*.*\0";
+    choice.lpstrFile = path.data();
+    choice.nMaxFile = kLongestPath;
+    choice.lpstrTitle = L"The file for the answer";
+    choice.Flags =
+        OFN_EXPLORER | OFN_PATHMUSTEXIST | OFN_OVERWRITEPROMPT | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
+    if (GetSaveFileNameW(&choice))
+    {
+        SetControlText(m_hWnd, ID_FILE, path.data());
+    }
+}
+
+std::optional<Form> CMainWindow::ReadForm()
+{
+    Form form;
+    form.strUrl = GetControlText(m_hWnd, ID_URL);
+    form.strData = GetControlText(m_hWnd, ID_DATA);
+    form.strFile = GetControlText(m_hWnd, ID_FILE);
+    form.nTimeout = std::wcstoul(GetControlText(m_hWnd, ID_TIMEOUT).c_str(), nullptr, 10);
+    if (form.strUrl.empty())
+    {
+        return Refuse(ID_URL, L"Enter the URL to post to: http://host:port/path");
+    }
+    if (form.strData.empty())
+    {
+        return Refuse(ID_DATA, L"Enter the form data: name=value&name=value");
+    }
+    if (form.nTimeout < 1 || form.nTimeout > kMaxTimeout)
+    {
+        return Refuse(ID_TIMEOUT, L"Enter a time-out of 1 to 86400 seconds.");
+    }
+    return form;
+}
+
+std::optional<Form> CMainWindow::Refuse(ControlId id, const wchar_t* pszReason)
+{
+    SetControlText(m_hWnd, ID_MEANING, pszReason);
+    const HWND hControl = GetDlgItem(m_hWnd, id);
+    SendMessageW(m_hWnd, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(hControl), TRUE);
+    return std::nullopt;
+}
+
+void CMainWindow::TakeSystemFont()
+{
+    NONCLIENTMETRICSW metrics = {};
+    metrics.cbSize = sizeof(metrics);
+    SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, metrics.cbSize, &metrics, 0);
+    const HFONT hFont = CreateFontIndirectW(&metrics.lfMessageFont);
+    SetControlFont(m_hWnd, hFont);
+    DeleteObject(m_hFont);
+    m_hFont = hFont;
+    m_layout.emplace(m_hWnd, m_hFont);
+    m_layout->Arrange();
+}
+
+// The answer can only be read, and is grey for that reason as a rule; on white it reads better.
+INT_PTR CMainWindow::ColorOf(HDC hContext, HWND hControl) const
+{
+    if (hControl != GetDlgItem(m_hWnd, ID_ANSWER))
+    {
+        return FALSE;
+    }
+    SetTextColor(hContext, GetSysColor(COLOR_WINDOWTEXT));
+    SetBkColor(hContext, GetSysColor(COLOR_WINDOW));
+    return reinterpret_cast<INT_PTR>(GetSysColorBrush(COLOR_WINDOW));
+}
+
+void CMainWindow::LimitSize(MINMAXINFO& info) const
+{
+    if (m_layout)
+    {
+        const SIZE size = m_layout->MinimumSize();
+        info.ptMinTrackSize = {size.cx, size.cy};
+    }
+}
+
+// In the middle of the work area.
+void CMainWindow::PlaceInitially()
+{
+    const SIZE size = m_layout->DefaultSize();
+    RECT area = {};
+    SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
+    SetWindowPos(m_hWnd, nullptr, (area.left + area.right - size.cx) / 2,
+                 (area.top + area.bottom - size.cy) / 2, size.cx, size.cy, SWP_NOZORDER);
+}
