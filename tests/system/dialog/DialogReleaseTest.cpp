@@ -176,8 +176,15 @@ TEST_F(DialogReleaseTest, LeavesNothingBehind)
             [this, wControlId]
             {
                 CHttpRawHost host;
-                CDesktopHost::Press(PostUntilAsked(host), wControlId);
+                const User user{m_desktop.Window(), PostUntilAsked(host), wControlId};
+                std::thread thread(
+                    [&user]
+                    {
+                        user.Ask(0);
+                        CDesktopHost::Press(user.hDialog, user.wControlId);
+                    });
                 EXPECT_LT(host.Release(), kAtOnceMs);
+                thread.join();
             });
     }
 }
