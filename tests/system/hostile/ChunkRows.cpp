@@ -22,19 +22,15 @@ HostileServe Encoded(std::string_view encoding, std::string_view body)
 std::vector<HostileRow> ChunkRows()
 {
     return {
-        {"Good", Chunks("5\r\nfirst\r\n6\r\nsecond\r\n0\r\n\r\n"), Done(L"firstsecond")},
         {"OnlyTheLast", Chunks("0\r\n\r\n"), Done()},
-        {"NoneAtAll", Chunks(""), kNotKnown, Done()},
         {"SizeIsNoNumber", Chunks("xyz\r\nfirst\r\n"), Done()},
         {"SecondSizeIsNoNumber", Chunks("5\r\nfirst\r\nxyz\r\nsecond\r\n0\r\n\r\n"), kNotKnown,
          Done(L"first")},
-        {"SizeIsMissing", Chunks("\r\nfirst\r\n0\r\n\r\n"), kNotKnown, Done()},
         {"SizeIsNegative", Chunks("-5\r\nfirst\r\n0\r\n\r\n"), kNotKnown, Done(L"first")},
         {"SizeHasAPlusSign", Chunks("+5\r\nfirst\r\n0\r\n\r\n"), kNotKnown, Done(L"first")},
         {"SizeHasAPrefix", Chunks("0x5\r\nfirst\r\n0\r\n\r\n"), kNotKnown, Done(L"first")},
         {"SizeHasLeadingZeros", Chunks(std::string(100, '0') + "5\r\nfirst\r\n0\r\n\r\n"), kNotKnown,
          Done(L"first")},
-        {"SizeOf31Bits", Chunks("7FFFFFFF\r\nfirst"), kNotKnown, Done(L"first")},
         {"SizeOf32Bits", Chunks("FFFFFFFF\r\nfirst"), kNotKnown, Done(L"first")},
         {"SizeOf64Bits", Chunks("FFFFFFFFFFFFFFFF\r\nfirst"), kNotKnown, Done(L"first")},
         {"FiveBeyond32Bits", Chunks("100000005\r\nfirst\r\n0\r\n\r\n"), kNotKnown, Done(L"first")},
@@ -50,11 +46,9 @@ std::vector<HostileRow> ChunkRows()
         {"WithTrailers", Chunks("5\r\nfirst\r\n0\r\nX-Trailer: value\r\nX-More: value\r\n\r\n"),
          Done(L"first")},
         {"WithoutTheLast", Chunks("5\r\nfirst\r\n"), kNotKnown, Done(L"first")},
-        {"CutInsideASize", Chunks("5\r\nfirst\r\n1"), kNotKnown, Done(L"first")},
         {"CutInsideAChunk", Chunks("5\r\nfirst\r\n8\r\nsec"), Done(L"firstsec")},
         {"CutInsideTheTrailers", Chunks("5\r\nfirst\r\n0\r\nX-Tra"), kNotKnown, Done(L"first")},
         {"NotChunkedAtAll", Chunks("no chunk in sight"), kNotKnown, Done()},
-        {"MoreAfterTheLast", Chunks("5\r\nfirst\r\n0\r\n\r\nand more"), kNotKnown, Done(L"first")},
         {"TenThousandOfOneByte",
          [](HostileTurn& turn)
          {
@@ -63,8 +57,6 @@ std::vector<HostileRow> ChunkRows()
          },
          Done(std::wstring(10000, L'x'))},
         {"EncodingInOtherCase", Encoded("CHUNKED", "5\r\nfirst\r\n0\r\n\r\n"), Done(L"first")},
-        {"EncodingTwice", Encoded("chunked, chunked", "5\r\nfirst\r\n0\r\n\r\n"), kNotKnown,
-         Done(L"5\r\nfirst\r\n0\r\n\r\n")},
         {"EncodingUnknown", Encoded("elaborate", "first"), kNotKnown, Done(L"first")},
         {"UnderHttp10", Sends("HTTP/1.0 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nfirst\r\n0\r\n\r\n"),
          kNotKnown, Done(L"first")},

@@ -246,8 +246,6 @@ std::vector<HostileRow> LeftoverRows()
              }),
          kNotKnown, Done(L"first").Then(REQ_STATUS_TIMEOUT, std::nullopt).Arriving({"POST /start a=1"})},
         // The module does not read the page of a 404.
-        {"AnUnreadPageOf100Bytes", FirstSends(MakeAnswer(404, std::string(100, 'u'))),
-         Ends(REQ_STATUS_HTTP_ERROR).Then(REQ_STATUS_DONE, L"page of /second")},
         {"AnUnreadPageOf100Kilobytes", FirstSends(MakeAnswer(404, std::string(100 * 1024, 'u'))),
          Ends(REQ_STATUS_HTTP_ERROR).Then(REQ_STATUS_DONE, L"page of /second")},
         {"AnUnreadPageThatLooksLikeAnAnswer", FirstSends(MakeAnswer(404, stray)),

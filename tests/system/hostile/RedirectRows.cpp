@@ -68,20 +68,16 @@ std::vector<HostileRow> PathRows()
         {"MissingFiveTimes", RedirectsWithoutATarget(5),
          TimesOut().Arriving({kPost, kPost, kPost, kPost, kPost})},
         {"Empty", RedirectsWithoutATarget(1, "Location:\r\n"), kNotKnown, Target("GET /")},
-        {"EmptyFiveTimes", RedirectsWithoutATarget(5, "Location:\r\n"), kNotKnown,
-         Done(L"the target").Arriving({kPost, "GET /", "GET /", "GET /", "GET /", "GET /"})},
         {"Blank", RedirectsTo("   "), kNotKnown, Target("GET /")},
         {"Absolute", RedirectsTo("http://127.0.0.1:{port}/target?x=1"), Target("GET /target?x=1")},
         {"AbsolutePath", RedirectsTo("/target"), Target("GET /target")},
         {"RelativePath", RedirectsTo("target"), Target("GET /target")},
         {"PathWithADot", RedirectsTo("./target"), kNotKnown, Target("GET /./target")},
         {"PathAboveTheRoot", RedirectsTo("../../../target"), kNotKnown, Target("GET /../target")},
-        {"PathUpAndDown", RedirectsTo("/a/b/../../target"), kNotKnown, Target("GET /target")},
         {"PathWithEncodedDots", RedirectsTo("/a/%2e%2e/target"), kNotKnown, Target("GET /a/%2e%2e/target")},
         {"OnlyAQuery", RedirectsTo("?x=1"), kNotKnown, Target("GET /?x=1")},
         {"OnlyAFragment", RedirectsTo("#part"), kNotKnown, Target("GET /start#part")},
         {"WithAFragment", RedirectsTo("/target#part"), kNotKnown, Target("GET /target#part")},
-        {"WithoutAPath", RedirectsTo("http://127.0.0.1:{port}"), Target("GET /")},
         {"WithBlanksAround", RedirectsTo("   /target   "), kNotKnown, Target("GET /target")},
         {"WithABlankInside", RedirectsTo("/tar get"), kNotKnown, Target("GET /tar%20get")},
         {"WithBackslashes", RedirectsTo("\\target\\x"), kNotKnown, Target("GET //target/x")},
@@ -91,11 +87,8 @@ std::vector<HostileRow> PathRows()
         {"WithEncodedLineEnds", RedirectsTo("/target%0d%0aX-Injected:%20yes"), kNotKnown,
          Target("GET /target%0d%0aX-Injected:%20yes")},
         {"ToItself", RedirectsTo("/start"), Target("GET /start")},
-        {"ToItselfByItsWholeUrl", RedirectsTo("http://127.0.0.1:{port}/start", 301), Target("GET /start")},
         {"Twice", Redirects(302, "Location: /first\r\nLocation: /second\r\n"), kNotKnown,
          Target("GET /first")},
-        {"TwiceTheSame", Redirects(302, "Location: /target\r\nLocation: /target\r\n"), kNotKnown,
-         Target("GET /target")},
         {"TwoKilobytesLong", RedirectsTo("/" + std::string(1900, 'l')), kNotKnown,
          Target("GET /" + std::string(1900, 'l'))},
         // Wine has no room for a path beyond 2 KB. What it makes of it is left to chance: it refuses the
@@ -125,7 +118,6 @@ std::vector<HostileRow> ServerRows()
         {"PortBeyond32Bits", RedirectsTo("http://127.0.0.1:4294967296{other}/target"), kNotKnown,
          kFailsAtOnce},
         {"PortOfLetters", RedirectsTo("http://127.0.0.1:port/target"), kNotKnown, kFailsAtOnce},
-        {"PortNegative", RedirectsTo("http://127.0.0.1:-1/target"), kNotKnown, kFailsAtOnce},
         // No resolver asks the network for a label of 64 letters.
         {"ToAHostThatCannotBe", RedirectsTo("http://" + std::string(64, 'n') + ".invalid/target"),
          kFailsAtOnce},
@@ -145,8 +137,6 @@ std::vector<HostileRow> SchemeRows()
         {"ToAFileOfAnotherMachine", RedirectsTo("file://127.0.0.1:{other}/share/file"), kNotKnown,
          Done(L"the other server").Elsewhere({"POST //127.0.0.1:{other}/share/file a=1"})},
         {"ToFtp", RedirectsTo("ftp://127.0.0.1:{other}/file"), kNotKnown, TargetElsewhere("POST /file a=1")},
-        {"ToGopher", RedirectsTo("gopher://127.0.0.1:{other}/file"), kNotKnown,
-         TargetElsewhere("POST /file a=1")},
         {"ToAnUnknownScheme", RedirectsTo("elaborate://127.0.0.1:{other}/file"), kNotKnown,
          TargetElsewhere("POST /file a=1")},
         // Wine keeps 4095 characters of a line of the head: 4085 of the target.
@@ -154,7 +144,6 @@ std::vector<HostileRow> SchemeRows()
          TargetElsewhere("POST /" + std::string(4057, 'l') + " a=1")},
         {"ToMail", RedirectsTo("mailto:user@" + std::string(64, 'n') + ".invalid"), kNotKnown, kFailsAtOnce},
         {"ToAScript", RedirectsTo("javascript:alert(1)"), kNotKnown, kFailsAtOnce},
-        {"ToData", RedirectsTo("data:text/plain,text"), kNotKnown, kFailsAtOnce},
         {"ToAboutBlank", RedirectsTo("about:blank"), kNotKnown, kFailsAtOnce},
     };
 }
@@ -167,8 +156,6 @@ std::vector<HostileRow> LocationRows()
         {"LocationOf201", RedirectsTo("/target", 201), page},
         {"LocationOf300", RedirectsTo("/target", 300), kNotKnown, page},
         {"LocationOf304", RedirectsTo("/target", 304), kNotKnown, page},
-        {"LocationOf305", RedirectsTo("/target", 305), kNotKnown, page},
-        {"LocationOf306", RedirectsTo("/target", 306), kNotKnown, page},
         {"LocationOf308", RedirectsTo("/target", 308), kNotKnown, page},
         {"LocationOf404", RedirectsTo("/target", 404), Ends(REQ_STATUS_HTTP_ERROR)},
         {"RefreshOf200", Redirects(200, "Refresh: 0; url=/target\r\n"), page},
@@ -179,18 +166,6 @@ std::vector<HostileRow> LocationRows()
              turn.connection.Send(turn.number == 0
                                       ? MakeAnswer(302, std::string(100 * 1024, 'e'), "Location: /target\r\n")
                                       : MakeAnswer(200, "the target"));
-         },
-         Target("GET /target")},
-        {"WithAPageUntilTheClose",
-         [](HostileTurn& turn)
-         {
-             if (turn.number == 0)
-             {
-                 turn.Send("HTTP/1.1 302 Found\r\nLocation: /target\r\n\r\nelsewhere");
-                 turn.connection.Close();
-                 return;
-             }
-             turn.connection.Send(MakeAnswer(200, "the target"));
          },
          Target("GET /target")},
     };

@@ -20,20 +20,16 @@ std::vector<HostileRow> StatusLineRows()
     using namespace std::string_view_literals;
     return {
         {"NoReasonPhrase", Line("HTTP/1.1 200"), kNotKnown, Done(L"ok")},
-        {"NoReasonPhraseButItsBlank", Line("HTTP/1.1 200 "), Done(L"ok")},
         {"NoCode", Line("HTTP/1.1"), kNotKnown, kRestOfTheHead},
         {"AReasonOf100Kilobytes", Line("HTTP/1.1 200 " + std::string(100 * 1024, 'r')), kNotKnown,
          Done(L"ok")},
         {"AReasonThatIsNotAscii", Line("HTTP/1.1 200 \xC3\xA4\xFF\x80"), Done(L"ok")},
         {"ANulBeforeTheCode", Line("HTTP/1.1 \0 200 OK"sv), kNotKnown, Done(L"ok")},
         {"ANulInTheCode", Line("HTTP/1.1 2\0000 OK"sv), kNotKnown, Done(L"ok")},
-        {"ANulInTheReason", Line("HTTP/1.1 200 O\0K"sv), kNotKnown, Done(L"ok")},
         {"Http10", Line("HTTP/1.0 200 OK"), Done(L"ok")},
         {"Http10WithABodyUntilTheClose", Sends("HTTP/1.0 200 OK\r\n\r\nall of it"), Done(L"all of it")},
         {"Http09", Line("HTTP/0.9 200 OK"), kNotKnown, Done(L"ok")},
         {"Http20", Line("HTTP/2.0 200 OK"), kNotKnown, Done(L"ok")},
-        {"Http2WithoutAMinor", Line("HTTP/2 200 OK"), kNotKnown, Done(L"ok")},
-        {"AVersionOf20Digits", Line("HTTP/11111111111111111111.1 200 OK"), kNotKnown, Done(L"ok")},
         {"LowerCase", Line("http/1.1 200 ok"), kNotKnown, kRestOfTheHead},
         {"Icy", Line("ICY 200 OK"), kNotKnown, kRestOfTheHead},
         {"TwoBlanks", Line("HTTP/1.1  200  OK"), kNotKnown, Done(L"ok")},
@@ -49,7 +45,6 @@ std::vector<HostileRow> StatusLineRows()
         {"Garbage", Sends("no head at all\r\n\r\nand no body"), Fails(), Done(L"\r\nand no body")},
         {"GarbageWithoutALineEnd", Sends(std::string(50000, 'g')), Fails(), Done()},
         {"AnAlertOfTls", Sends(std::string("\x15\x03\x01\x00\x02\x02\x16", 7)), kNotKnown, Done()},
-        {"OnlyZeros", Sends(std::string(1000, '\0')), kNotKnown, Done()},
         {"OnlyLineEnds", Sends("\r\n\r\n\r\n\r\n"), kNotKnown, Done(L"\r\n\r\n\r\n")},
         {"NothingAtAll", [](HostileTurn& turn) { turn.connection.Close(); }, Fails(), Done()},
     };
