@@ -69,7 +69,7 @@ int PumpMessages(HWND hWnd)
 
 }  // namespace
 
-int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int nShow)
+int WINAPI WinMain(HINSTANCE /*hInstance*/, HINSTANCE /*hPrevious*/, LPSTR /*pszLine*/, int nShow)
 {
     const std::optional<CommandLine> line = ParseCommandLine();
     if (!line)

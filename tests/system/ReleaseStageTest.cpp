@@ -13,12 +13,12 @@
 #include <vector>
 
 #include "support/loopback/LoopbackServer.h"
-#include "system/FullServer.h"
 #include "system/HostWindow.h"
 #include "system/HttpRawHost.h"
 #include "system/ModuleWorkers.h"
 #include "system/NothingLeft.h"
 #include "system/TempFile.h"
+#include "system/UnreachableServers.h"
 
 namespace
 {
@@ -120,6 +120,7 @@ protected:
                                { Answer(connection); },
                                GetParam().mode);
         m_window.On(kLetGo, [&server] { server.Release(); });
+        const CModuleWorkers workers;
         const CTempFile file;
         CHttpRawHost host;
         if (GetParam().bFile)
@@ -129,6 +130,7 @@ protected:
         host.Post(server.Url(L"/"), form);
         EXPECT_EQ(WaitForSingleObject(m_hSent, kPatienceMs), WAIT_OBJECT_0);
         EXPECT_TRUE(host.AwaitStatus(static_cast<HttpRequestStatus>(GetParam().status)));
+        EXPECT_TRUE(workers.AwaitBlocked(0));
         m_window.Clear();
         ReleaseWithMessages(host, m_window);
         EXPECT_EQ(file.Exists(), !GetParam().bFile) << "the target file is the only one to delete";

@@ -50,7 +50,6 @@ std::vector<HostileRow> CodeRows()
         {"404Past32Bits", Code("4294967700"), kNotKnown, kPage},
         {"404Past64Bits", Code("18446744073709552020"), kNotKnown, kPage},
         {"AHundredDigits", Code(std::string(100, '4')), kNotKnown, kPage},
-        // More digits than the module has room for: the code counts as 200.
         {"AThousandDigits", Code(std::string(1000, '4')), kNotKnown, kPage},
     };
 }

@@ -220,6 +220,7 @@ std::vector<HostileRow> LeftoverRows()
     const std::string stray = MakeAnswer(200, "stray");
     return {
         ReadBeyondItsLength({"TwoAnswersAtOnce", FirstSendsLater(Page("first") + stray)}),
+        // Wine takes what waits on a kept connection for the next answer, before the next request is sent.
         {"ASecondAnswerLater",
          First(
              [stray](HostileTurn& turn)

@@ -14,8 +14,7 @@
 namespace
 {
 
-// On Windows and under Wine, on a busy machine too. A blocked read that Wine does not wake takes the row's
-// time-out in addition.
+// On a busy machine, where Wine lets a blocked read run into the row's time-out as well.
 constexpr DWORD kReleaseBoundMs = 5000;
 
 struct Exchange

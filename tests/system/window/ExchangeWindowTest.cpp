@@ -257,9 +257,10 @@ TEST(ExchangeWindowTest, AfterATimeOutTheNextPostWaitsForTheFile)
     sample.SetText(ID_URL, server.Url(L"/form"));
     sample.SetText(ID_TIMEOUT, L"20");
     sample.Click(ID_POST);
-    EXPECT_FALSE(server.AwaitRequests(2, 300));
+    ASSERT_TRUE(sample.AwaitStatus(L"Stopping"));
     // What another program presses meanwhile is of no effect.
     SendMessageW(sample.Handle(), WM_COMMAND, ID_POST, 0);
+    EXPECT_FALSE(server.AwaitRequests(2, 300));
     EXPECT_EQ(sample.Text(ID_STATUS), L"Stopping");
     server.Release();
     ASSERT_TRUE(sample.AwaitStatus(L"REQ_STATUS_DONE"));

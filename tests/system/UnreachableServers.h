@@ -1,4 +1,4 @@
-// An address that a connection hangs at.
+// Addresses that a connection does not get through to.
 #pragma once
 
 #include <winsock2.h>
@@ -70,4 +70,36 @@ private:
 
     sockaddr_in m_address = {};
     std::vector<SOCKET> m_sockets;
+};
+
+// A port that nobody listens on, and that nobody else gets meanwhile.
+class CRefusingPort
+{
+public:
+    CRefusingPort()
+    {
+        WSADATA data = {};
+        WSAStartup(MAKEWORD(2, 2), &data);
+        m_socket = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        int length = sizeof(address);
+        EXPECT_EQ(bind(m_socket, reinterpret_cast<const sockaddr*>(&address), length), 0);
+        EXPECT_EQ(getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &length), 0);
+        m_port = ntohs(address.sin_port);
+    }
+    ~CRefusingPort()
+    {
+        closesocket(m_socket);
+        WSACleanup();
+    }
+    CRefusingPort(const CRefusingPort&) = delete;
+    CRefusingPort& operator=(const CRefusingPort&) = delete;
+
+    std::wstring Url() const { return L"http://127.0.0.1:" + std::to_wstring(m_port) + L"/"; }
+
+private:
+    SOCKET m_socket = INVALID_SOCKET;
+    unsigned short m_port = 0;
 };
