@@ -50,9 +50,15 @@ CStringEx::~CStringEx()
 
 CStringEx& CStringEx::operator=(const wchar_t* src)
 {
+    Assign(src);
+    return *this;
+}
+
+bool CStringEx::Assign(const wchar_t* src)
+{
     if (src != nullptr && src == m_pszData)
     {
-        return *this;
+        return true;
     }
     if (src == nullptr)
     {
@@ -66,7 +72,7 @@ CStringEx& CStringEx::operator=(const wchar_t* src)
     }
     ReplaceBlock(pszNew);
     m_bLocked = 0;
-    return *this;
+    return pszNew != nullptr;
 }
 
 CStringEx& CStringEx::operator=(const CStringEx& other)

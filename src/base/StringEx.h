@@ -26,6 +26,10 @@ public:
     // From text in the system's ANSI code page.
     CStringEx& operator=(const char* src);
 
+    // The wide assignment for callers to whom a lost text matters: false, and the string empty, when
+    // there was no memory.
+    bool Assign(const wchar_t* src);
+
     // From UTF-8 text (not null). FALSE, and the old content kept, when the text is empty or cannot
     // be converted.
     BOOL SetUTF8(const char* utf8);

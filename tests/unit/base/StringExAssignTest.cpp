@@ -186,6 +186,55 @@ TEST_F(StringExAssignTest, IsReleasedThroughItsVirtualDestructor)
     EXPECT_TRUE(bDestroyed);
 }
 
+TEST_F(StringExAssignTest, SaysThatACopyHasFoundMemory)
+{
+    CStringEx str(L"old");
+    ASSERT_NE(str.GetBuffer(1), nullptr);
+    EXPECT_TRUE(str.Assign(L"new"));
+    EXPECT_STREQ(str.c_str(), L"new");
+    EXPECT_EQ(BlockLength(str), 4u);
+    EXPECT_FALSE(IsLocked(str));
+
+    EXPECT_TRUE(str.Assign(L"")) << "an empty text";
+    EXPECT_EQ(BlockLength(str), 1u);
+    str = L"old";
+    EXPECT_TRUE(str.Assign(nullptr));
+    EXPECT_STREQ(str.c_str(), L"");
+    EXPECT_EQ(BlockLength(str), 1u);
+}
+
+TEST_F(StringExAssignTest, SaysThatItKeepsItsOwnBufferEvenWithoutMemory)
+{
+    CStringEx str(L"own");
+    const wchar_t* const text = str.c_str();
+    bool bAssigned = false;
+    {
+        const CFailingHeap failing;
+        bAssigned = str.Assign(text);
+    }
+    EXPECT_TRUE(bAssigned);
+    EXPECT_EQ(str.c_str(), text);
+}
+
+TEST_F(StringExAssignTest, SaysThatACopyHasFoundNoMemoryAndIsEmpty)
+{
+    const wchar_t* const texts[] = {L"new", L"", nullptr};
+    for (const wchar_t* const text : texts)
+    {
+        SCOPED_TRACE(text == nullptr ? L"null" : text);
+        CStringEx str(L"old");
+        ASSERT_NE(str.GetBuffer(1), nullptr);
+        bool bAssigned = true;
+        {
+            const CFailingHeap failing;
+            bAssigned = str.Assign(text);
+        }
+        EXPECT_FALSE(bAssigned);
+        EXPECT_EQ(BlockLength(str), 0u);
+        EXPECT_FALSE(IsLocked(str));
+    }
+}
+
 TEST_F(StringExAssignTest, HasNoTextWithoutMemory)
 {
     CStringEx str(L"old");
