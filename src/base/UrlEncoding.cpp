@@ -5,19 +5,19 @@
 #include <memory>
 #include <new>
 
-void EncodeURL(CStringEx& text)
+bool EncodeURL(CStringEx& text)
 {
     const wchar_t* wide = text;
     const int cbNeeded = WideCharToMultiByte(CP_UTF8, 0, wide, -1, nullptr, 0, nullptr, nullptr);
     if (cbNeeded < 1 || cbNeeded > (INT_MAX - 6) / 3)
     {
-        return;
+        return false;
     }
     const size_t cbBlock = static_cast<size_t>(cbNeeded);
     const std::unique_ptr<char[]> utf8(new (std::nothrow) char[cbBlock]());
     if (utf8 == nullptr)
     {
-        return;
+        return false;
     }
     const int cb = WideCharToMultiByte(CP_UTF8, 0, wide, -1, utf8.get(), cbNeeded, nullptr, nullptr);
 
@@ -26,7 +26,7 @@ void EncodeURL(CStringEx& text)
     wchar_t* to = text.GetBuffer(cch);
     if (to == nullptr)
     {
-        return;
+        return false;
     }
     constexpr wchar_t kHexDigits[] = L"0123456789ABCDEF";
     for (const char* from = utf8.get(); *from != '\0'; ++from)
@@ -38,4 +38,5 @@ void EncodeURL(CStringEx& text)
     }
     *to = L'\0';
     text.ReleaseBuffer();
+    return cb > 0;
 }

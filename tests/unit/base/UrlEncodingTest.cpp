@@ -51,7 +51,7 @@ TEST_F(UrlEncodingTest, EncodesEveryByteOfTheUtf8Form)
     {
         SCOPED_TRACE(row.label);
         CStringEx str(row.text);
-        EncodeURL(str);
+        EXPECT_TRUE(EncodeURL(str));
         EXPECT_STREQ(str.c_str(), row.expected);
         EXPECT_FALSE(IsLocked(str));
     }
@@ -67,7 +67,7 @@ TEST_F(UrlEncodingTest, TakesABlockForThreeCharactersAByteAndSevenMore)
 TEST_F(UrlEncodingTest, GivesAStringWithoutABlockTheEmptyText)
 {
     CStringEx str;
-    EncodeURL(str);
+    EXPECT_TRUE(EncodeURL(str));
     EXPECT_STREQ(str.c_str(), L"");
     EXPECT_EQ(BlockLength(str), 3u + 6 + 1);
 }
@@ -84,10 +84,12 @@ TEST_F(UrlEncodingTest, ReleasesTheLock)
 TEST_F(UrlEncodingTest, KeepsTheTextWhenThereIsNoMemoryForItsUtf8Form)
 {
     CStringEx str(L"text");
+    bool bEncoded = true;
     {
         const CFailingHeap failing(1, 1);
-        EncodeURL(str);
+        bEncoded = EncodeURL(str);
     }
+    EXPECT_FALSE(bEncoded);
     EXPECT_STREQ(str.c_str(), L"text");
     EXPECT_FALSE(IsLocked(str));
 }
@@ -95,12 +97,14 @@ TEST_F(UrlEncodingTest, KeepsTheTextWhenThereIsNoMemoryForItsUtf8Form)
 TEST_F(UrlEncodingTest, IsEmptyWhenThereIsNoMemoryForTheResult)
 {
     CStringEx str(L"text");
+    bool bEncoded = true;
     unsigned requests = 0;
     {
         const CFailingHeap failing(2);
-        EncodeURL(str);
+        bEncoded = EncodeURL(str);
         requests = failing.Requests();
     }
+    EXPECT_FALSE(bEncoded);
     EXPECT_EQ(requests, 2u);
     EXPECT_STREQ(str.c_str(), L"");
     EXPECT_EQ(BlockLength(str), 0u);
@@ -165,12 +169,24 @@ TEST_F(UrlEncodingTest, KeepsTheTextWhenItsUtf8LengthCannotBeHad)
     CConversionScript script;
     script.FailFrom(1);
     CStringEx str(L"text");
-    EncodeURL(str);
+    EXPECT_FALSE(EncodeURL(str));
     EXPECT_STREQ(str.c_str(), L"text");
 
     CStringEx strNull;
-    EncodeURL(strNull);
+    EXPECT_FALSE(EncodeURL(strNull));
     EXPECT_EQ(BlockLength(strNull), 1u);
+}
+
+TEST_F(UrlEncodingTest, SaysThatAStringWithoutMemoryForABlockIsNotEncoded)
+{
+    CStringEx str;
+    bool bEncoded = true;
+    {
+        const CFailingHeap failing;
+        bEncoded = EncodeURL(str);
+    }
+    EXPECT_FALSE(bEncoded);
+    EXPECT_EQ(BlockLength(str), 0u);
 }
 
 TEST_F(UrlEncodingTest, IsEmptyWhenTheConversionReportsNothing)
@@ -178,7 +194,7 @@ TEST_F(UrlEncodingTest, IsEmptyWhenTheConversionReportsNothing)
     CConversionScript script;
     script.FailFrom(2);
     CStringEx str(L"text");
-    EncodeURL(str);
+    EXPECT_FALSE(EncodeURL(str));
     EXPECT_STREQ(str.c_str(), L"");
     EXPECT_EQ(BlockLength(str), 6u + 1);
     EXPECT_FALSE(IsLocked(str));
