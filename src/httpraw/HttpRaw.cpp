@@ -1,6 +1,8 @@
 #include "httpraw/HttpRaw.h"
 
+#include <climits>
 #include <new>
+#include <utility>
 
 HRESULT CHttpRaw::CreateInstance(IUnknown* pUnknownOuter, CUnknown** ppNewComponent)
 {
@@ -14,8 +16,15 @@ HRESULT CHttpRaw::CreateInstance(IUnknown* pUnknownOuter, CUnknown** ppNewCompon
 
 CHttpRaw::~CHttpRaw()
 {
-    m_pRequest.reset();
-    m_overtaken.clear();
+    m_bReleased = true;
+    if (!m_overtaken.IsEmpty())
+    {
+        m_pRequest->Abandon();  // so that it does not go on while the others are waited for
+        m_overtaken.Clear();
+    }
+    // The pointer stays meanwhile: the wait dispatches messages, and a host that asks then is answered.
+    delete m_pRequest.get();
+    static_cast<void>(m_pRequest.release());
     m_session.DisConnect();
 }
 
@@ -56,12 +65,14 @@ HRESULT CHttpRaw::PostRequest(const wchar_t* url, const wchar_t* data)
     {
         return E_INVALIDARG;
     }
-    m_strUrl = url;
-    m_strData = data;
-    if (m_strUrl.GetLength() == 0 || m_strData.GetLength() == 0)
+    CStringEx strUrl;
+    CStringEx strData;
+    if (!strUrl.Assign(url) || !strData.Assign(data))
     {
         return ReportOutOfMemory();
     }
+    m_settings.strUrl = std::move(strUrl);
+    m_settings.strData = std::move(strData);
     return StartRequest();
 }
 
@@ -71,18 +82,24 @@ HRESULT CHttpRaw::PostUrl(const wchar_t* url)
     {
         return E_INVALIDARG;
     }
-    m_strUrl = url;
-    if (m_strUrl.GetLength() == 0)
+    CStringEx strUrl;
+    if (!strUrl.Assign(url))
     {
         return ReportOutOfMemory();
     }
-    const int query = m_strUrl.Find(L"?");
+    const int query = strUrl.Find(L"?");
     // Intended: a URL without a query is sent with the data of the previous call.
     if (query > 0)
     {
-        m_strData = m_strUrl.Mid(query + 1, -1);
-        m_strUrl = m_strUrl.Left(query);
+        CStringEx strData;
+        if (!strData.Assign(strUrl.c_str() + query + 1))
+        {
+            return ReportOutOfMemory();
+        }
+        m_settings.strData = std::move(strData);
+        strUrl.Delete(query, INT_MAX);
     }
+    m_settings.strUrl = std::move(strUrl);
     return StartRequest();
 }
 
@@ -107,30 +124,31 @@ HRESULT CHttpRaw::GetResponseData(BSTR* response)
         return E_FAIL;
     }
     const HRESULT hr = m_pRequest->GetResponse(response);
-    m_strDownloadFile = L"";
+    m_settings.strDownloadFile.Empty();
+    m_bFileLost = false;
     return hr;
 }
 
 HRESULT CHttpRaw::SetDownloadFile(const wchar_t* path)
 {
-    m_strDownloadFile = path;
+    m_bFileLost = !m_settings.strDownloadFile.Assign(path);
     return S_OK;
 }
 
 HRESULT CHttpRaw::SetParentWnd(HWND parent)
 {
-    m_hWndParent = parent;
+    m_settings.hWndParent = parent;
     return S_OK;
 }
 
 HRESULT CHttpRaw::SetTimeout(unsigned long seconds)
 {
-    m_nTimeout = seconds;
+    m_settings.nTimeout = seconds;
     return S_OK;
 }
 
 HRESULT CHttpRaw::SetTraceResponse(unsigned long flag)
 {
-    m_bTraceResponse = flag;
+    m_settings.bTraceResponse = flag;
     return S_OK;
 }

@@ -5,11 +5,11 @@
 #include <windows.h>
 
 #include <memory>
-#include <vector>
 
-#include "base/StringEx.h"
+#include "httpraw/OvertakenRequests.h"
 #include "kvHttp/HttpRaw.h"
 #include "request/HttpRequest.h"
+#include "request/RequestSettings.h"
 #include "server/Unknown.h"
 #include "session/HttpSession.h"
 
@@ -45,21 +45,15 @@ private:
     ~CHttpRaw() override;
 
     // Starts the exchange on the worker and returns at once. S_OK also when the worker could not be
-    // started (REQ_STATUS_FAILED); E_FAIL when there is no memory for the request.
+    // started (REQ_STATUS_FAILED); E_FAIL when there is no memory for the request, or after the last release.
     HRESULT StartRequest();
     bool PrepareRequest();
     static HRESULT ReportOutOfMemory();
 
     CHttpSession m_session;
     std::unique_ptr<CHttpRequest> m_pRequest;  // null until the first send, then reused
-    CStringEx m_strUrl;
-    CStringEx m_strData;
-    CStringEx m_strDownloadFile;  // empty: keep the answer in memory
-    HWND m_hWndParent = nullptr;
-    unsigned long m_nTimeout = 0;  // in seconds; 0 means 60
-    unsigned long m_bTraceResponse = 1;
-
-    // Requests that a later send overtook: each was told to stop, and waits here until its worker has
-    // left it.
-    std::vector<std::unique_ptr<CHttpRequest>> m_overtaken;
+    CRequestSettings m_settings;               // of the next send
+    bool m_bFileLost = false;                  // there was no memory for the path of the download file
+    bool m_bReleased = false;                  // the destructor runs, and may be called back
+    COvertakenRequests m_overtaken;
 };

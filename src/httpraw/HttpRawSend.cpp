@@ -1,5 +1,4 @@
 // Starting a request from the host's thread, which never waits for the transfer.
-#include <algorithm>
 #include <new>
 
 #include "base/UrlEncoding.h"
@@ -16,38 +15,35 @@ void TraceEncoded(const CStringEx& strText)
     {
         return;  // spares the work
     }
-    CStringEx strEncoded(strText);
-    EncodeURL(strEncoded);
-    if (strText.GetLength() > 0 && strEncoded.GetLength() == strText.GetLength())
+    CStringEx strEncoded;
+    if (strEncoded.Assign(strText.c_str()) && EncodeURL(strEncoded))
     {
-        return;  // there was no memory for the encoding, which is three times as long
+        TraceText(kTraceProgress, strEncoded.c_str());
     }
-    TraceText(kTraceProgress, strEncoded.c_str());
 }
 
 }  // namespace
 
 HRESULT CHttpRaw::StartRequest()
 {
+    if (m_bReleased)
+    {
+        return E_FAIL;
+    }
     m_session.OpenInternet();
-    if (!PrepareRequest())
+    if (m_bFileLost || !PrepareRequest())
     {
         return ReportOutOfMemory();
     }
     TraceText(kTraceProgress, L"Http Send request");
-    TraceText(kTraceProgress, m_strDownloadFile.c_str());
-    TraceEncoded(m_strUrl);
-    TraceEncoded(m_strData);
+    TraceText(kTraceProgress, m_settings.strDownloadFile.c_str());
+    TraceEncoded(m_settings.strUrl);
+    TraceEncoded(m_settings.strData);
 
-    if (FAILED(m_pRequest->SetFile(m_strDownloadFile.c_str())) ||
-        FAILED(m_pRequest->SetUrl(m_strUrl.c_str(), m_strData.c_str())))
+    if (FAILED(m_pRequest->TakeSettings(m_settings)))
     {
         return ReportOutOfMemory();
     }
-    m_pRequest->SetParentWnd(m_hWndParent);
-    m_pRequest->m_nTimeout = m_nTimeout;
-    m_pRequest->m_bTraceResponse = m_bTraceResponse;
-
     // Intended: the status is written after the start, over whatever a quick worker has reached by then.
     m_pRequest->UpdateRequestStatus(m_pRequest->StartWorker() ? REQ_STATUS_SENDING : REQ_STATUS_FAILED);
     return S_OK;
@@ -60,28 +56,16 @@ HRESULT CHttpRaw::ReportOutOfMemory()
 }
 
 // Makes m_pRequest one that no worker uses. The one of the last send is reused, unless its exchange still
-// runs: then it is told to stop and put aside, since two workers on one request would corrupt it.
+// runs: two workers on one request would corrupt it.
 bool CHttpRaw::PrepareRequest()
 {
-    if (m_pRequest != nullptr && !m_pRequest->IsIdle())
+    if (m_pRequest != nullptr && !m_pRequest->IsIdle() && !m_overtaken.Keep(m_pRequest))
     {
-        try
-        {
-            m_overtaken.reserve(m_overtaken.size() + 1);
-        }
-        catch (const std::bad_alloc&)
-        {
-            return false;
-        }
-        m_pRequest->Abandon();
-        const auto idle = std::find_if(m_overtaken.begin(), m_overtaken.end(),
-                                       [](const auto& pRequest) { return pRequest->HasLeft(); });
-        if (idle != m_overtaken.end())
-        {
-            m_pRequest.swap(*idle);
-            return true;
-        }
-        m_overtaken.push_back(std::move(m_pRequest));
+        return false;
+    }
+    if (m_pRequest == nullptr)
+    {
+        m_pRequest = m_overtaken.TakeIdle();
     }
     if (m_pRequest == nullptr)
     {

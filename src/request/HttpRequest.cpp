@@ -17,11 +17,9 @@ constexpr DWORD kDefaultTimeoutMs = 60000;
 constexpr DWORD kThreadExitTimeoutMs = 60000;
 constexpr int kMaxRedirects = 5;
 
-// False when the copy found no memory.
-bool CopyText(CStringEx& strTo, const wchar_t* pszFrom)
+bool IsRunning(HttpRequestStatus emStatus)
 {
-    strTo = pszFrom;
-    return pszFrom == nullptr || *pszFrom == L'\0' || *strTo.c_str() != L'\0';
+    return emStatus == REQ_STATUS_SENDING || emStatus == REQ_STATUS_RECEIVING;
 }
 
 struct BstrDeleter
@@ -47,6 +45,7 @@ CHttpRequest::~CHttpRequest()
     TraceTextVar(kTraceProgress, L"CHttpRequest::~CHttpRequest, object=0x%X", "(void*)this",
                  static_cast<const void*>(this));
     TraceText(kTraceProgress, L"Wait Thread exit...");
+    m_bStop = 1;
     Abandon();
     WaitThreadExit(kThreadExitTimeoutMs, true);
 
@@ -59,13 +58,27 @@ CHttpRequest::~CHttpRequest()
     }
 }
 
+HRESULT CHttpRequest::TakeSettings(const CRequestSettings& settings)
+{
+    Owner().Check();
+    if (FAILED(SetFile(settings.strDownloadFile.c_str())) ||
+        FAILED(SetUrl(settings.strUrl.c_str(), settings.strData.c_str())))
+    {
+        return E_OUTOFMEMORY;
+    }
+    SetParentWnd(settings.hWndParent);
+    m_nTimeout = settings.nTimeout;
+    m_bTraceResponse = settings.bTraceResponse;
+    return S_OK;
+}
+
 HRESULT CHttpRequest::SetUrl(const wchar_t* lpszUrl, const wchar_t* lpszPostData)
 {
     if (lpszUrl == nullptr)
     {
         return E_INVALIDARG;
     }
-    if (!CopyText(m_strUrl, lpszUrl) || !CopyText(m_strPostData, lpszPostData))
+    if (!m_strUrl.Assign(lpszUrl) || !m_strPostData.Assign(lpszPostData))
     {
         return E_OUTOFMEMORY;
     }
@@ -79,7 +92,7 @@ HRESULT CHttpRequest::SetFile(const wchar_t* lpszFile)
     {
         return E_INVALIDARG;
     }
-    if (!CopyText(m_strFile, lpszFile))
+    if (!m_strFile.Assign(lpszFile))
     {
         return E_OUTOFMEMORY;
     }
@@ -87,25 +100,22 @@ HRESULT CHttpRequest::SetFile(const wchar_t* lpszFile)
     return S_OK;
 }
 
+void CHttpRequest::SetParentWnd(HWND hWndParent)
+{
+    TraceTextVar(kTraceProgress, L"CHttpRequest::SetParentWnd", "hWndParent",
+                 static_cast<const void*>(hWndParent));
+    m_hWndParent = hWndParent;
+}
+
 bool CHttpRequest::IsIdle() const
 {
-    switch (m_emStatus)
-    {
-        case REQ_STATUS_SENDING:
-        case REQ_STATUS_RECEIVING:
-            return HasLeft();
-        case REQ_STATUS_TIMEOUT:
-            // Where the owner's poll said so, which sets the stop flag, the worker may still be blocked.
-            return m_bStop != 0 ? HasLeft() : AwaitLeaveBriefly();
-        default:
-            return AwaitLeaveBriefly();
-    }
+    return IsRunning(m_emStatus) ? HasLeft() : AwaitLeaveBriefly();
 }
 
 bool CHttpRequest::StartWorker()
 {
-    m_bAbandoned = false;
-    m_bStop = 0;
+    Owner().Check();
+    m_hRequest.Renew();
     // A host that polls a reused object at once must not be told of a time-out by the last exchange.
     m_timer.Start();
     return Start();
@@ -113,9 +123,8 @@ bool CHttpRequest::StartWorker()
 
 void CHttpRequest::Abandon()
 {
-    m_bStop = 1;
-    m_bAbandoned = true;
-    CloseRequest();
+    Owner().Check();
+    m_hRequest.Abandon();
 }
 
 void CHttpRequest::UpdateRequestStatus(HttpRequestStatus emStatus)
@@ -127,14 +136,11 @@ void CHttpRequest::UpdateRequestStatus(HttpRequestStatus emStatus)
 
 HRESULT CHttpRequest::GetStatus(unsigned long* pdwStatus)
 {
-    const HttpRequestStatus emStatus = m_emStatus;
-    if (emStatus == REQ_STATUS_SENDING || emStatus == REQ_STATUS_RECEIVING)
+    Owner().Check();
+    if (IsRunning(m_emStatus) && m_timer.GetElapsed() > GetTimeoutMs())
     {
-        if (m_timer.GetElapsed() > GetTimeoutMs())
-        {
-            UpdateRequestStatus(REQ_STATUS_TIMEOUT);
-            m_bStop = 1;
-        }
+        UpdateRequestStatus(REQ_STATUS_TIMEOUT);
+        m_bStop = 1;
     }
     *pdwStatus = m_emStatus;
     return S_OK;
@@ -142,6 +148,7 @@ HRESULT CHttpRequest::GetStatus(unsigned long* pdwStatus)
 
 HRESULT CHttpRequest::GetResponse(BSTR* pbstrResponse) const
 {
+    Owner().Check();
     // After a time-out that the owner's poll has found, the worker may still be growing the body.
     const bool bSettled = m_emStatus == REQ_STATUS_DONE || HasLeft();
     if (!bSettled || m_pData == nullptr)
@@ -149,8 +156,7 @@ HRESULT CHttpRequest::GetResponse(BSTR* pbstrResponse) const
         return E_FAIL;
     }
     CStringEx strResponse;
-    strResponse.SetUTF8(reinterpret_cast<const char*>(m_pData));
-    const bool bLost = *m_pData != 0 && *strResponse.c_str() == L'\0';
+    const bool bLost = !strResponse.SetUTF8(reinterpret_cast<const char*>(m_pData)) && *m_pData != 0;
     const UniqueBstr bstrText(bLost ? nullptr : SysAllocString(strResponse.c_str()));
     if (bstrText == nullptr)
     {
@@ -203,7 +209,7 @@ HRESULT CHttpRequest::DoRequest()
     do
     {
         FreeData();
-        CloseRequest();
+        m_hRequest.Close();
         CloseConnection();
         m_timer.Start();
         if (!OpenRequest(L"POST"))
@@ -211,7 +217,7 @@ HRESULT CHttpRequest::DoRequest()
             UpdateRequestStatus(REQ_STATUS_FAILED);
             return E_FAIL;
         }
-        result = SendRequest(m_hRequest, m_strPostData);
+        result = SendRequest(m_strPostData);
     } while (result == SEND_REOPEN && ++redirects < kMaxRedirects);
 
     if (redirects == kMaxRedirects)
@@ -225,11 +231,11 @@ HRESULT CHttpRequest::DoRequest()
     }
     if (m_strFile.GetLength() > 0)
     {
-        ReadInternetDataToFile(m_hRequest);
+        ReadInternetDataToFile();
     }
     else
     {
-        ReadInternetDataToBuffer(m_hRequest);
+        ReadInternetDataToBuffer();
     }
     return S_OK;
 }
@@ -239,15 +245,6 @@ void CHttpRequest::FreeData()
     std::free(m_pData);
     m_pData = nullptr;
     m_dwDataLen = 0;
-}
-
-void CHttpRequest::CloseRequest()
-{
-    const HINTERNET hRequest = m_hRequest.exchange(nullptr);
-    if (hRequest != nullptr)
-    {
-        InternetCloseHandle(hRequest);
-    }
 }
 
 void CHttpRequest::CloseConnection()

@@ -18,51 +18,68 @@ constexpr DWORD kStatusCodeBytes = 262;  // intended: half of what the buffer ho
 
 }  // namespace
 
-int CHttpRequest::QueryStatusCode(HINTERNET hRequest) const
+int CHttpRequest::QueryStatusCode() const
 {
     wchar_t szCode[kStatusCodeLength] = {};
     DWORD dwLength = kStatusCodeBytes;
-    if (!HttpQueryInfoW(hRequest, HTTP_QUERY_STATUS_CODE, szCode, &dwLength, nullptr))
-    {
-        return kDefaultStatusCode;
-    }
-    return static_cast<int>(_wtol(szCode));
+    const bool bFound =
+        m_hRequest.Call(HttpQueryInfoW, DWORD{HTTP_QUERY_STATUS_CODE}, szCode, &dwLength, nullptr);
+    return bFound ? static_cast<int>(_wtol(szCode)) : kDefaultStatusCode;
 }
 
-void CHttpRequest::ReadInternetDataToBuffer(HINTERNET hRequest)
+// Gives each chunk to take, the empty one at the end of the body too, while that answers
+// REQ_STATUS_RECEIVING. The result says how the reading has ended; REQ_STATUS_DONE also for a read that
+// fails, since what has arrived counts.
+template <typename Take>
+HttpRequestStatus CHttpRequest::ReadChunks(Take take)
+{
+    BYTE chunk[kChunkSize] = {};
+    DWORD dwRead = 0;
+    while (m_hRequest.Call(InternetReadFile, chunk, kChunkSize, &dwRead))
+    {
+        const HttpRequestStatus emEnd = IsStopping() ? REQ_STATUS_FAILED : take(chunk, dwRead);
+        if (emEnd != REQ_STATUS_RECEIVING)
+        {
+            return emEnd;
+        }
+    }
+    return REQ_STATUS_DONE;
+}
+
+// A reading that has ended too early stays stopped.
+void CHttpRequest::ReportReadEnd(HttpRequestStatus emEnd)
+{
+    if (emEnd != REQ_STATUS_DONE)
+    {
+        UpdateRequestStatus(emEnd);
+        m_bStop = 1;
+    }
+}
+
+void CHttpRequest::ReadInternetDataToBuffer()
 {
     const CAutoFunTrace trace("CHttpRequest::ReadInternetDataToBuffer");
     UpdateRequestStatus(REQ_STATUS_RECEIVING);
     DWORD dwTotal = 0;
     m_bStop = 0;
-    BYTE chunk[kChunkSize] = {};
-    DWORD dwRead = 0;
-    // A read that fails ends the body like its end does: what has arrived counts.
-    while (InternetReadFile(hRequest, chunk, kChunkSize, &dwRead))
-    {
-        if (IsStopping())
+    ReportReadEnd(ReadChunks(
+        [&](const BYTE* pChunk, DWORD dwRead)
         {
-            UpdateRequestStatus(REQ_STATUS_FAILED);
-            break;
-        }
-        if (m_timer.GetElapsed() > GetTimeoutMs())
-        {
-            UpdateRequestStatus(REQ_STATUS_TIMEOUT);
-            m_bStop = 1;
-            break;
-        }
-        if (dwRead == 0)
-        {
-            break;
-        }
-        if (!AppendToBuffer(chunk, dwRead, dwTotal))
-        {
-            UpdateRequestStatus(REQ_STATUS_FAILED);
-            m_bStop = 1;
-            break;
-        }
-        dwTotal += dwRead;
-    }
+            if (m_timer.GetElapsed() > GetTimeoutMs())
+            {
+                return REQ_STATUS_TIMEOUT;
+            }
+            if (dwRead == 0)
+            {
+                return REQ_STATUS_DONE;
+            }
+            if (!AppendToBuffer(pChunk, dwRead, dwTotal))
+            {
+                return REQ_STATUS_FAILED;
+            }
+            dwTotal += dwRead;
+            return REQ_STATUS_RECEIVING;
+        }));
     if (IsStopping())
     {
         FreeData();
@@ -109,10 +126,15 @@ void CHttpRequest::TraceResponse() const
     TraceText(kTraceProgress, strResponse.c_str());
 }
 
-void CHttpRequest::ReadInternetDataToFile(HINTERNET hRequest)
+void CHttpRequest::ReadInternetDataToFile()
 {
     const CAutoFunTrace trace("CHttpRequest::ReadInternetDataToFile");
     UpdateRequestStatus(REQ_STATUS_RECEIVING);
+    if (m_hRequest.IsAbandoned())
+    {
+        UpdateRequestStatus(REQ_STATUS_FAILED);
+        return;
+    }
     CFileHandle file(CreateFileW(m_strFile, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
     if (!file)
     {
@@ -122,28 +144,23 @@ void CHttpRequest::ReadInternetDataToFile(HINTERNET hRequest)
     }
     m_bStop = 0;
     DWORD dwTotal = 0;
-    BYTE chunk[kChunkSize] = {};
-    DWORD dwRead = 0;
     // Intended: no time-out is tested in this loop.
-    while (InternetReadFile(hRequest, chunk, kChunkSize, &dwRead))
-    {
-        if (IsStopping())
+    ReportReadEnd(ReadChunks(
+        [&](const BYTE* pChunk, DWORD dwRead)
         {
-            UpdateRequestStatus(REQ_STATUS_FAILED);
-            break;
-        }
-        if (dwRead == 0)
-        {
-            break;
-        }
-        DWORD dwWritten = 0;
-        WriteFile(file.Get(), chunk, dwRead, &dwWritten, nullptr);
-        if (dwWritten != dwRead)
-        {
-            TraceText(kTraceError, L"write file failed");
-        }
-        dwTotal += dwRead;
-    }
+            if (dwRead == 0)
+            {
+                return REQ_STATUS_DONE;
+            }
+            DWORD dwWritten = 0;
+            WriteFile(file.Get(), pChunk, dwRead, &dwWritten, nullptr);
+            if (dwWritten != dwRead)
+            {
+                TraceText(kTraceError, L"write file failed");
+            }
+            dwTotal += dwRead;
+            return REQ_STATUS_RECEIVING;
+        }));
     file.Close();
     if (IsStopping())
     {

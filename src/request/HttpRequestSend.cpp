@@ -127,46 +127,43 @@ bool CHttpRequest::OpenRequest(const wchar_t* /*lpszVerb*/)
         TraceTextVar(kTraceError, L"HttpOpenRequest failed!", "dwError", dwError);
         return false;
     }
-    m_hRequest = hRequest;
-    if (m_bAbandoned)
+    if (!m_hRequest.Open(hRequest))
     {
-        // The owner looked for a handle to close before this one was there.
-        CloseRequest();
         return false;
     }
-    ApplySecurityFlags(hRequest);
-    ApplyTimeouts(hRequest);
+    SetOption(INTERNET_OPTION_SECURITY_FLAGS,
+              GetSecurityFlags() | SECURITY_FLAG_IGNORE_REVOCATION | g_dwSecurityFlags);
+    ApplyTimeouts();
     return true;
 }
 
-void CHttpRequest::ApplySecurityFlags(HINTERNET hRequest) const
+void CHttpRequest::SetOption(DWORD dwOption, DWORD dwValue) const
+{
+    m_hRequest.Call(InternetSetOptionW, dwOption, &dwValue, DWORD{sizeof(dwValue)});
+}
+
+DWORD CHttpRequest::GetSecurityFlags() const
 {
     DWORD dwFlags = 0;
     DWORD dwLength = sizeof(dwFlags);
-    if (!InternetQueryOptionW(hRequest, INTERNET_OPTION_SECURITY_FLAGS, &dwFlags, &dwLength))
-    {
-        dwFlags = 0;
-    }
-    dwFlags |= SECURITY_FLAG_IGNORE_REVOCATION | g_dwSecurityFlags;
-    InternetSetOptionW(hRequest, INTERNET_OPTION_SECURITY_FLAGS, &dwFlags, sizeof(dwFlags));
+    const bool bRead =
+        m_hRequest.Call(InternetQueryOptionW, DWORD{INTERNET_OPTION_SECURITY_FLAGS}, &dwFlags, &dwLength);
+    return bRead ? dwFlags : 0;
 }
 
-void CHttpRequest::ApplyTimeouts(HINTERNET hRequest) const
+void CHttpRequest::ApplyTimeouts() const
 {
-    DWORD dwTimeoutMs = GetTimeoutMs();
+    const DWORD dwTimeoutMs = GetTimeoutMs();
     if (dwTimeoutMs == 0)
     {
         return;  // the seconds ran over
     }
-    constexpr DWORD kOptions[] = {INTERNET_OPTION_CONNECT_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
-                                  INTERNET_OPTION_SEND_TIMEOUT};
-    for (const DWORD dwOption : kOptions)
-    {
-        InternetSetOptionW(hRequest, dwOption, &dwTimeoutMs, sizeof(dwTimeoutMs));
-    }
+    SetOption(INTERNET_OPTION_CONNECT_TIMEOUT, dwTimeoutMs);
+    SetOption(INTERNET_OPTION_RECEIVE_TIMEOUT, dwTimeoutMs);
+    SetOption(INTERNET_OPTION_SEND_TIMEOUT, dwTimeoutMs);
 }
 
-SendResult CHttpRequest::SendRequest(HINTERNET hRequest, const wchar_t* lpszPostData)
+SendResult CHttpRequest::SendRequest(const wchar_t* lpszPostData)
 {
     const CAutoFunTrace trace("CHttpRequest::SendRequest");
     CRequestBody body;
@@ -179,10 +176,15 @@ SendResult CHttpRequest::SendRequest(HINTERNET hRequest, const wchar_t* lpszPost
     SendResult result = SEND_STOP;
     for (int sends = 0; sends < kMaxSends; ++sends)
     {
-        if (HttpSendRequestW(hRequest, kContentType, kContentTypeLength, body.Bytes(), body.Length()))
+        if (m_hRequest.Call(HttpSendRequestW, kContentType, kContentTypeLength, body.Bytes(), body.Length()))
         {
             TraceText(kTraceProgress, L"Http request sent out here.");
-            result = HandleHttpStatus(hRequest, static_cast<DWORD>(QueryStatusCode(hRequest)));
+            if (m_hRequest.IsAbandoned())
+            {
+                UpdateRequestStatus(REQ_STATUS_FAILED);
+                return SEND_STOP;
+            }
+            result = HandleHttpStatus(static_cast<DWORD>(QueryStatusCode()));
         }
         else
         {
@@ -192,7 +194,7 @@ SendResult CHttpRequest::SendRequest(HINTERNET hRequest, const wchar_t* lpszPost
                 return result;
             }
             TraceTextVar(kTraceError, L"GetLastError", "dwError", dwError);
-            result = HandleLastError(hRequest, dwError);
+            result = HandleLastError(dwError);
         }
         if (result != SEND_AGAIN)
         {

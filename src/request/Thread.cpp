@@ -2,8 +2,6 @@
 
 #include <process.h>
 
-#include "base/CriticalSectionLock.h"
-#include "base/ScopedHandle.h"
 #include "trace/Trace.h"
 
 namespace Qel
@@ -14,6 +12,7 @@ namespace
 
 constexpr DWORD kKilledOnQuit = 0xFFFFFFFD;     // -3
 constexpr DWORD kKilledOnTimeout = 0xFFFFFFFE;  // -2
+constexpr wchar_t kTimeoutReason[] = L"wait the thread time out, kill the thread!!!";
 
 // Every kind of input but raw input, which newer platform headers add to their QS_ALLINPUT.
 constexpr DWORD kAnyInput = 0xFF;
@@ -21,37 +20,35 @@ constexpr DWORD kAnyInput = 0xFF;
 // Ending a thread is not done when the call returns.
 constexpr DWORD kKillWaitMs = 1000;
 
+// What a worker does after it has dropped its handle takes no time, unless it is not let run.
+constexpr DWORD kLeaveWaitMs = 60000;
+
 // A worker on its way out needs microseconds, or as long as the trace library takes for a few records.
-constexpr int kTurnsToLeave = 1000;
-constexpr int kSleepsToLeave = 50;
+constexpr LONGLONG kBriefWaitsPerSecond = 500;
 
 // Shows the wait cursor and puts the old one back at the end of the scope.
 class CWaitCursor
 {
 public:
     CWaitCursor() : m_hPrevious(SetCursor(LoadCursorW(nullptr, IDC_WAIT))) {}
-    ~CWaitCursor() { Restore(); }
+    ~CWaitCursor() { SetCursor(m_hPrevious); }
     CWaitCursor(const CWaitCursor&) = delete;
     CWaitCursor& operator=(const CWaitCursor&) = delete;
 
-    void Restore()
-    {
-        if (!m_bRestored)
-        {
-            SetCursor(m_hPrevious);
-            m_bRestored = true;
-        }
-    }
-
 private:
     HCURSOR m_hPrevious;
-    bool m_bRestored = false;
 };
 
 bool IsUserInput(UINT message)
 {
     return (message >= WM_MOUSEFIRST && message <= 0x20A) || (message >= WM_KEYFIRST && message <= 0x108) ||
            message == WM_COMMAND || message == WM_TIMER;
+}
+
+// As a signed difference, so that it does not matter when the tick count wraps.
+bool HasPassed(DWORD dwMilliseconds, DWORD dwStart)
+{
+    return static_cast<LONG>(GetTickCount() - dwStart) > static_cast<LONG>(dwMilliseconds);
 }
 
 // The worker keeps the module loaded: after the last release the host may free it while the worker is
@@ -68,31 +65,47 @@ HMODULE ReferenceOwnModule()
 
 }  // namespace
 
-CThread::CThread()
-{
-    InitializeCriticalSection(&m_cs);
-}
-
 CThread::~CThread()
 {
     if (m_hThread != nullptr)
     {
         CloseHandle(m_hThread);
     }
-    DeleteCriticalSection(&m_cs);
 }
 
 bool CThread::Start()
 {
-    ++m_cWorkers;
-    // Under the lock, so that a worker that ends at once finds its handle stored and closes it.
-    const CCriticalSectionLock lock(m_cs);
-    m_hThread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, ThreadProc, this, 0, &m_nThreadId));
-    if (m_hThread == nullptr)
+    m_owner.Check();
+    const bool bAutoDelete = m_bAutoDelete != 0;
+    m_worker = WORKER_INSIDE;
+    const auto hThread =
+        reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, ThreadProc, this, 0, &m_nThreadId));
+    if (hThread == nullptr)
     {
-        --m_cWorkers;
+        m_worker = NO_WORKER;
     }
-    return m_hThread != nullptr;
+    else if (bAutoDelete)
+    {
+        CloseHandle(hThread);  // the object may be gone
+    }
+    else
+    {
+        StoreHandle(hThread);
+    }
+    return hThread != nullptr;
+}
+
+void CThread::StoreHandle(HANDLE hThread)
+{
+    const CCriticalSectionLock lock(m_cs);
+    if (m_worker == WORKER_INSIDE)
+    {
+        m_hThread = hThread;
+        return;
+    }
+    // The worker was faster, and found no handle to drop.
+    CloseHandle(hThread);
+    m_nThreadId = 0;
 }
 
 unsigned __stdcall CThread::ThreadProc(void* object)
@@ -125,36 +138,58 @@ unsigned CThread::Execute()
         delete this;
         return exitCode;
     }
-    {
-        const CCriticalSectionLock lock(m_cs);
-        CloseHandle(m_hThread);
-        m_hThread = nullptr;
-        m_nThreadId = 0;
-    }
-    --m_cWorkers;  // the owner may destroy the object from here on
+    DropHandle();
+    m_worker = NO_WORKER;  // the owner may destroy the object from here on
     return exitCode;
+}
+
+void CThread::DropHandle()
+{
+    const CCriticalSectionLock lock(m_cs);
+    if (m_hThread != nullptr)
+    {
+        CloseHandle(m_hThread);
+    }
+    m_hThread = nullptr;
+    m_nThreadId = 0;
+    m_worker = WORKER_LEAVING;
+}
+
+// Preferably a handle of the waiter's own, since the worker may close the one in the object at any moment.
+HANDLE CThread::GetThreadHandle(CKernelHandle& hDuplicate)
+{
+    const CCriticalSectionLock lock(m_cs);
+    if (m_hThread != nullptr)
+    {
+        DuplicateHandle(GetCurrentProcess(), m_hThread, GetCurrentProcess(), hDuplicate.Put(), 0, FALSE,
+                        DUPLICATE_SAME_ACCESS);
+    }
+    return hDuplicate ? hDuplicate.Get() : m_hThread;
 }
 
 bool CThread::WaitThreadExit(DWORD dwTimeout, bool bFilterInput)
 {
-    CWaitCursor cursor;
-    CKernelHandle hWait;
+    m_owner.Check();
+    Ending ending = ENDED;
     {
-        // A handle of the waiter's own: the worker may close the one in the object at any moment.
-        const CCriticalSectionLock lock(m_cs);
-        if (m_hThread != nullptr)
-        {
-            DuplicateHandle(GetCurrentProcess(), m_hThread, GetCurrentProcess(), hWait.Put(), 0, FALSE,
-                            DUPLICATE_SAME_ACCESS);
-        }
+        const CWaitCursor cursor;
+        ending = AwaitEnd(dwTimeout, bFilterInput);
     }
-    const HANDLE hThread = hWait ? hWait.Get() : m_hThread;
+    if (ending == KILLED_TO_QUIT)
+    {
+        PostQuitMessage(0);
+    }
+    return ending == ENDED;
+}
+
+CThread::Ending CThread::AwaitEnd(DWORD dwTimeout, bool bFilterInput)
+{
+    CKernelHandle hDuplicate;
+    const HANDLE hThread = GetThreadHandle(hDuplicate);
     if (hThread == nullptr)
     {
-        AwaitLeave();
-        return true;
+        return AwaitLeave(nullptr);
     }
-
     const DWORD dwStart = GetTickCount();
     for (;;)
     {
@@ -164,15 +199,12 @@ bool CThread::WaitThreadExit(DWORD dwTimeout, bool bFilterInput)
             if (msg.message == WM_QUIT)
             {
                 KillThread(hThread, kKilledOnQuit, L"quit process, kill the thread!!!");
-                cursor.Restore();
-                PostQuitMessage(0);
-                return false;
+                return KILLED_TO_QUIT;
             }
-            const LONG elapsed = static_cast<LONG>(GetTickCount() - dwStart);
-            if (dwTimeout > 0 && elapsed > static_cast<LONG>(dwTimeout))
+            if (dwTimeout > 0 && HasPassed(dwTimeout, dwStart))
             {
-                KillThread(hThread, kKilledOnTimeout, L"wait the thread time out, kill the thread!!!");
-                return false;
+                KillThread(hThread, kKilledOnTimeout, kTimeoutReason);
+                return KILLED;
             }
             if (!bFilterInput || !IsUserInput(msg.message))
             {
@@ -182,16 +214,34 @@ bool CThread::WaitThreadExit(DWORD dwTimeout, bool bFilterInput)
         const DWORD dwResult = MsgWaitForMultipleObjects(1, &hThread, FALSE, INFINITE, kAnyInput);
         if (dwResult == WAIT_OBJECT_0)
         {
-            return true;
+            m_worker = NO_WORKER;  // also where somebody else has ended the thread
+            return ENDED;
         }
         if (dwResult != WAIT_OBJECT_0 + 1)
         {
-            AwaitLeave();
-            return true;
+            return AwaitLeave(hThread);
         }
     }
 }
 
+// For a worker that cannot be waited for by its handle. One that somebody else has ended never says that it
+// has left.
+CThread::Ending CThread::AwaitLeave(HANDLE hThread)
+{
+    const DWORD dwStart = GetTickCount();
+    while (!HasLeft())
+    {
+        if (HasPassed(kLeaveWaitMs, dwStart))
+        {
+            KillThread(hThread, kKilledOnTimeout, kTimeoutReason);
+            return KILLED;
+        }
+        Sleep(1);
+    }
+    return ENDED;
+}
+
+// Without the lock, which the worker may hold for ever.
 void CThread::KillThread(HANDLE hThread, DWORD dwExitCode, const wchar_t* pszReason)
 {
     TraceText(kTraceError, pszReason);
@@ -203,27 +253,23 @@ void CThread::KillThread(HANDLE hThread, DWORD dwExitCode, const wchar_t* pszRea
         WaitForSingleObject(hThread, kKillWaitMs);
         m_hThread = nullptr;  // intended: the handle of a killed thread is never closed
     }
+    m_worker = NO_WORKER;
 }
 
 bool CThread::AwaitLeaveBriefly() const
 {
-    for (int turns = 0; turns < kTurnsToLeave && !HasLeft(); ++turns)
+    LARGE_INTEGER frequency = {};
+    LARGE_INTEGER start = {};
+    LARGE_INTEGER now = {};
+    QueryPerformanceFrequency(&frequency);
+    QueryPerformanceCounter(&start);
+    now = start;
+    while (!HasLeft() && now.QuadPart - start.QuadPart < frequency.QuadPart / kBriefWaitsPerSecond)
     {
         SwitchToThread();
-    }
-    for (int sleeps = 0; sleeps < kSleepsToLeave && !HasLeft(); ++sleeps)
-    {
-        Sleep(1);
+        QueryPerformanceCounter(&now);
     }
     return HasLeft();
-}
-
-void CThread::AwaitLeave() const
-{
-    while (!HasLeft())
-    {
-        Sleep(1);
-    }
 }
 
 }  // namespace Qel

@@ -91,14 +91,23 @@ protected:
         }
     }
     // The owner waits: the worker may go.
-    static void WINAPI LetGoAndSleep(DWORD dwMilliseconds)
+    static void LetGo()
     {
         if (GetCurrentThreadId() == s_pTest->m_dwOwnerId)
         {
             g_pGo->Set();
             s_pTest->m_script.m_thread.ExitCode();
         }
+    }
+    static void WINAPI LetGoAndSleep(DWORD dwMilliseconds)
+    {
+        LetGo();
         Sleep(dwMilliseconds);
+    }
+    static BOOL WINAPI LetGoAndSwitch()
+    {
+        LetGo();
+        return SwitchToThread();
     }
 
     static inline WorkerLockTest* s_pTest = nullptr;
@@ -110,6 +119,7 @@ protected:
     CRequestScript m_script{m_module.Handle()};
     CImportPatch m_leave{m_module.Handle(), "LeaveCriticalSection", Leave};
     CImportPatch m_sleep{m_module.Handle(), "Sleep", LetGoAndSleep};
+    CImportPatch m_switch{m_module.Handle(), "SwitchToThread", LetGoAndSwitch};
 };
 
 TEST_F(WorkerLockTest, ReleaseWaitsForAWorkerThatIsStillInsideItsLock)

@@ -42,8 +42,6 @@ protected:
 TEST_F(HttpRequestOwnerTest, StartsIdleWithItsDefaults)
 {
     EXPECT_EQ(Status(), 1ul);
-    EXPECT_EQ(m_pRequest->m_nTimeout, 0ul);
-    EXPECT_EQ(m_pRequest->m_bTraceResponse, 1ul);
     EXPECT_EQ(m_pRequest->GetTimeoutMs(), 60000u);
     EXPECT_TRUE(m_pRequest->IsIdle());
     EXPECT_TRUE(m_pRequest->HasLeft());
@@ -80,7 +78,9 @@ TEST_F(HttpRequestOwnerTest, TakesTheTimeoutInSeconds)
     const Row rows[] = {{0, 60000}, {1, 1000}, {5, 5000}, {60, 60000}, {4294967, 4294967000}, {4294968, 704}};
     for (const Row& row : rows)
     {
-        m_pRequest->m_nTimeout = row.seconds;
+        CRequestSettings settings;
+        settings.nTimeout = row.seconds;
+        EXPECT_EQ(m_pRequest->TakeSettings(settings), S_OK);
         EXPECT_EQ(m_pRequest->GetTimeoutMs(), row.dwMilliseconds) << row.seconds << " s";
     }
 }
@@ -122,7 +122,9 @@ TEST_F(HttpRequestOwnerTest, EnforcesTheTimeoutOnlyWhileTheExchangeRuns)
     {
         m_script.m_dwTick = 1000;
         CHttpRequest request(kSession);
-        request.m_nTimeout = row.seconds;
+        CRequestSettings settings;
+        settings.nTimeout = row.seconds;
+        EXPECT_EQ(request.TakeSettings(settings), S_OK);
         request.UpdateRequestStatus(row.status);
         m_script.m_dwTick = 1000 + row.dwElapsed;
         m_script.m_thread.TakeTexts();

@@ -10,6 +10,7 @@ namespace
 
 using LockFunction = void WINAPI(CRITICAL_SECTION*);
 using SleepFunction = void WINAPI(DWORD);
+using SwitchFunction = BOOL WINAPI();
 
 class ThreadHazardTest : public testing::Test
 {
@@ -27,13 +28,7 @@ protected:
         s_pfnEnter = m_enter.Original<LockFunction>();
         s_pfnLeave = m_leave.Original<LockFunction>();
         s_pfnSleep = m_sleep.Original<SleepFunction>();
-        m_script.m_onClosed = [this](HANDLE hClosed)
-        {
-            if (IsWorker() && hClosed == m_script.m_starts.at(0).hThread)
-            {
-                m_bHandleClosed = true;
-            }
-        };
+        s_pfnSwitch = m_switch.Original<SwitchFunction>();
         m_thread.m_run = [] { return 0u; };
     }
     ~ThreadHazardTest() override
@@ -63,10 +58,6 @@ protected:
             {
                 pTest->m_release.Set();
             }
-            else
-            {
-                pTest->m_workerWaits.Set();
-            }
             s_pfnEnter(pcs);
         }
         else if (pTest == nullptr)
@@ -78,7 +69,8 @@ protected:
     static void WINAPI ScriptedLeave(CRITICAL_SECTION* pcs)
     {
         ThreadHazardTest* pTest = s_pTest;
-        const bool bLast = pTest != nullptr && pTest->m_bHandleClosed && pTest->IsWorker();
+        // Behind Run it leaves the lock twice.
+        const bool bLast = pTest != nullptr && pTest->IsWorker() && ++pTest->m_cLeaves == 2;
         if (bLast && pTest->m_hold == HOLD_BEFORE_LEAVING)
         {
             pTest->HoldWorker();
@@ -90,15 +82,25 @@ protected:
         }
     }
 
-    // The owner may sleep while it waits for the worker to get out.
-    static void WINAPI ScriptedSleep(DWORD dwMilliseconds)
+    // The owner may sleep or give way while it waits for the worker to get out.
+    static void ReleaseWorker()
     {
         ThreadHazardTest* pTest = s_pTest;
         if (pTest != nullptr && GetCurrentThreadId() == pTest->m_dwOwnerId)
         {
             pTest->m_release.Set();
         }
+    }
+    static void WINAPI ScriptedSleep(DWORD dwMilliseconds)
+    {
+        ReleaseWorker();
+        ++s_sleeps;
         s_pfnSleep(dwMilliseconds);
+    }
+    static BOOL WINAPI ScriptedSwitch()
+    {
+        ReleaseWorker();
+        return s_pfnSwitch();
     }
 
     void HoldWorker()
@@ -112,19 +114,22 @@ protected:
     static inline LockFunction* s_pfnEnter = nullptr;
     static inline LockFunction* s_pfnLeave = nullptr;
     static inline SleepFunction* s_pfnSleep = nullptr;
+    static inline SwitchFunction* s_pfnSwitch = nullptr;
+    static inline std::atomic<int> s_sleeps = 0;
 
     const DWORD m_dwOwnerId = GetCurrentThreadId();
     std::atomic<Hold> m_hold = HOLD_NOWHERE;
-    std::atomic<bool> m_bHandleClosed = false;
+    std::atomic<int> m_cLeaves = 0;
     std::atomic<bool> m_bOut = false;
+    CEvent m_go;
     CEvent m_held;
     CEvent m_release;
-    CEvent m_workerWaits;
     CThreadScript m_script;
     CTestThread m_thread;
     CImportPatch m_enter{GetModuleHandleW(nullptr), "EnterCriticalSection", ScriptedEnter};
     CImportPatch m_leave{GetModuleHandleW(nullptr), "LeaveCriticalSection", ScriptedLeave};
     CImportPatch m_sleep{GetModuleHandleW(nullptr), "Sleep", ScriptedSleep};
+    CImportPatch m_switch{GetModuleHandleW(nullptr), "SwitchToThread", ScriptedSwitch};
 };
 
 TEST_F(ThreadHazardTest, WaitsForAWorkerThatIsAboutToLeaveTheLock)
@@ -147,11 +152,12 @@ TEST_F(ThreadHazardTest, WaitsForAWorkerThatIsStillInsideTheCallThatLeavesTheLoc
 TEST_F(ThreadHazardTest, GivesAWorkerOnItsWayOutAMoment)
 {
     StartAndHold(HOLD_AFTER_LEAVING);
-    // The first sleep lets the worker go; on a busy machine it may take longer than one moment.
+    // Giving way lets the worker go; on a busy machine it may take longer than one moment.
     while (!m_thread.AwaitLeaveBriefly())
     {
     }
     EXPECT_TRUE(m_bOut);
+    EXPECT_EQ(s_sleeps, 0) << "the caller of a send does not sleep";
 }
 
 TEST_F(ThreadHazardTest, DoesNotWaitLongForAWorkerThatDoesNotLeave)
@@ -164,23 +170,48 @@ TEST_F(ThreadHazardTest, DoesNotWaitLongForAWorkerThatDoesNotLeave)
     };
     ASSERT_TRUE(m_thread.Start());
     ASSERT_TRUE(m_held.Wait());
+    const ULONGLONG begin = GetTickCount64();
     EXPECT_FALSE(m_thread.AwaitLeaveBriefly());
+    EXPECT_LT(GetTickCount64() - begin, 1000u) << "two milliseconds, and what a busy machine adds";
     m_thread.m_go.Set();
     EXPECT_TRUE(m_thread.WaitThreadExit(60000, true));
 }
 
-// The worker is let run as far as it gets before the call that started it has returned the handle.
-TEST_F(ThreadHazardTest, WorkerThatIsFasterThanItsStarterStillClosesItsHandle)
+// The starter holds no lock that the worker needs: it may run to its end before the call that started it has
+// returned the handle.
+TEST_F(ThreadHazardTest, WorkerMayBeFasterThanItsStarter)
 {
-    m_script.m_onStarted = [this](HANDLE hThread)
+    DWORD dwWaited = WAIT_FAILED;
+    m_script.m_onStarted = [&](HANDLE hThread)
+    { dwWaited = WaitForSingleObject(hThread, CEvent::kPatienceMs); };
+    ASSERT_TRUE(m_thread.Start());
+    EXPECT_EQ(dwWaited, WAIT_OBJECT_0) << "the worker waited for its starter";
+    EXPECT_TRUE(m_thread.HasLeft());
+    EXPECT_EQ(m_script.CountClosed(m_script.m_starts[0].hThread, m_dwOwnerId), 1);
+    EXPECT_EQ(*m_script.m_starts[0].pThreadId, 0u);
+    EXPECT_TRUE(m_thread.WaitThreadExit(60000, true));
+    EXPECT_EQ(m_script.CountClosed(m_script.m_starts[0].hThread), 1);
+}
+
+// The starter finds a worker that has dropped its handle but not yet left.
+TEST_F(ThreadHazardTest, WorkerMayBeLeavingWhenItsStarterHasTheHandle)
+{
+    m_script.m_onStarted = [this](HANDLE)
     {
-        const HANDLE waitFor[] = {hThread, m_workerWaits.Get()};
-        WaitForMultipleObjects(2, waitFor, FALSE, CEvent::kPatienceMs);
+        m_hold = HOLD_AFTER_LEAVING;
+        m_go.Set();
+        EXPECT_TRUE(m_held.Wait());
+    };
+    m_thread.m_run = [this]
+    {
+        m_go.Wait();
+        return 0u;
     };
     ASSERT_TRUE(m_thread.Start());
+    EXPECT_EQ(m_script.CountClosed(m_script.m_starts[0].hThread, m_dwOwnerId), 1);
+    EXPECT_EQ(*m_script.m_starts[0].pThreadId, 0u);
     EXPECT_TRUE(m_thread.WaitThreadExit(60000, true));
-    m_script.ExitCode();
-    EXPECT_EQ(m_script.CountClosed(m_script.m_starts[0].hThread, m_thread.m_dwWorkerId), 1);
+    EXPECT_EQ(m_script.CountClosed(m_script.m_starts[0].hThread), 1);
 }
 
 }  // namespace

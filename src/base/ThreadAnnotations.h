@@ -1,0 +1,16 @@
+// What clang's thread-safety analysis needs to know; nothing for other compilers.
+#pragma once
+
+#ifdef __clang__
+#define KVHTTP_ANNOTATE(annotation) __attribute__((annotation))
+#else
+#define KVHTTP_ANNOTATE(annotation)
+#endif
+
+#define KVHTTP_LOCK KVHTTP_ANNOTATE(capability("lock"))
+#define KVHTTP_SCOPED_LOCK KVHTTP_ANNOTATE(scoped_lockable)
+#define KVHTTP_GUARDED_BY(lock) KVHTTP_ANNOTATE(guarded_by(lock))
+#define KVHTTP_ACQUIRES(...) KVHTTP_ANNOTATE(acquire_capability(__VA_ARGS__))
+#define KVHTTP_RELEASES(...) KVHTTP_ANNOTATE(release_capability(__VA_ARGS__))
+// For what runs when the other thread is known to be gone, or reads on purpose without the lock.
+#define KVHTTP_UNCHECKED KVHTTP_ANNOTATE(no_thread_safety_analysis)

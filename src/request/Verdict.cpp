@@ -1,0 +1,86 @@
+#include "request/Verdict.h"
+
+namespace
+{
+
+struct Row
+{
+    DWORD dwCode;
+    CVerdict verdict;
+};
+
+constexpr Row kHttpStatusRows[] = {
+    {HTTP_STATUS_MOVED, {VERDICT_REDIRECT}},
+    {HTTP_STATUS_REDIRECT, {VERDICT_REDIRECT}},
+    {HTTP_STATUS_REDIRECT_METHOD, {VERDICT_REDIRECT}},
+    {HTTP_STATUS_REDIRECT_KEEP_VERB, {VERDICT_REDIRECT}},
+    {HTTP_STATUS_BAD_REQUEST, {VERDICT_END, REQ_STATUS_HTTP_ERROR}},
+    {HTTP_STATUS_DENIED, {VERDICT_END, REQ_STATUS_HTTP_ERROR}},
+    {HTTP_STATUS_NOT_FOUND, {VERDICT_END, REQ_STATUS_HTTP_ERROR}},
+    {HTTP_STATUS_BAD_METHOD, {VERDICT_END, REQ_STATUS_HTTP_ERROR}},
+    {HTTP_STATUS_PROXY_AUTH_REQ, {VERDICT_ASK_USER}},
+    {HTTP_STATUS_REQUEST_TIMEOUT, {VERDICT_END, REQ_STATUS_TIMEOUT}},
+};
+
+constexpr Row kErrorRows[] = {
+    {ERROR_SUCCESS, {VERDICT_READ}},
+    {ERROR_INTERNET_TIMEOUT, {VERDICT_END, REQ_STATUS_TIMEOUT}},
+    {ERROR_IO_PENDING, {VERDICT_END, REQ_STATUS_TIMEOUT}},
+    {ERROR_INTERNET_FORCE_RETRY, {VERDICT_RESEND}},
+    // What the user can resolve. A client certificate (12044) is not among them.
+    {ERROR_INTERNET_INCORRECT_PASSWORD, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_SEC_CERT_DATE_INVALID, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_SEC_CERT_CN_INVALID, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_HTTP_TO_HTTPS_ON_REDIR, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_HTTPS_TO_HTTP_ON_REDIR, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_MIXED_SECURITY, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_CHG_POST_IS_NON_SECURE, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_POST_IS_NON_SECURE, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_INVALID_CA, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_REDIRECT_SCHEME_CHANGE, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_RETRY_DIALOG, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_HTTPS_HTTP_SUBMIT_REDIR, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_SEC_CERT_ERRORS, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_SEC_CERT_NO_REV, {VERDICT_ASK_USER}},
+    {ERROR_INTERNET_SEC_CERT_REV_FAILED, {VERDICT_ASK_USER}},
+    {ERROR_HTTP_REDIRECT_NEEDS_CONFIRMATION, {VERDICT_ASK_USER}},
+};
+
+constexpr Row kDialogRows[] = {
+    {ERROR_SUCCESS, {VERDICT_RESEND}},
+    {ERROR_INTERNET_FORCE_RETRY, {VERDICT_RESEND}},
+    {ERROR_CANCELLED, {VERDICT_END, REQ_STATUS_NOT_CONNECTED}},
+};
+
+template <size_t count>
+CVerdict Find(const Row (&rows)[count], DWORD dwCode, CVerdict other)
+{
+    for (const Row& row : rows)
+    {
+        if (row.dwCode == dwCode)
+        {
+            return row.verdict;
+        }
+    }
+    return other;
+}
+
+}  // namespace
+
+CVerdict JudgeHttpStatus(DWORD dwHttpStatusCode)
+{
+    return Find(kHttpStatusRows, dwHttpStatusCode, {VERDICT_READ});
+}
+
+CVerdict JudgeLastError(DWORD dwError)
+{
+    return Find(kErrorRows, dwError, {VERDICT_END, REQ_STATUS_FAILED});
+}
+
+CVerdict JudgeDialogResult(DWORD dwResult, DWORD dwError)
+{
+    const CVerdict verdict = Find(kDialogRows, dwResult, {VERDICT_END, REQ_STATUS_FAILED});
+    const bool bRedirect =
+        verdict.action == VERDICT_RESEND && dwError == ERROR_HTTP_REDIRECT_NEEDS_CONFIRMATION;
+    return bRedirect ? CVerdict{VERDICT_REDIRECT} : verdict;
+}
