@@ -17,11 +17,11 @@ HRESULT CHttpRaw::CreateInstance(IUnknown* pUnknownOuter, CUnknown** ppNewCompon
 CHttpRaw::~CHttpRaw()
 {
     m_bReleased = true;
-    if (!m_overtaken.IsEmpty())
+    if (m_pRequest != nullptr && !m_overtaken.IsEmpty())
     {
         m_pRequest->Abandon();  // so that it does not go on while the others are waited for
-        m_overtaken.Clear();
     }
+    m_overtaken.Clear();
     // The pointer stays meanwhile: the wait dispatches messages, and a host that asks then is answered.
     delete m_pRequest.get();
     static_cast<void>(m_pRequest.release());
