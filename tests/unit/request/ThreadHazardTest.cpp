@@ -149,6 +149,26 @@ TEST_F(ThreadHazardTest, WaitsForAWorkerThatIsStillInsideTheCallThatLeavesTheLoc
     EXPECT_TRUE(m_thread.HasLeft());
 }
 
+DWORD g_dwTick = 0;
+
+DWORD WINAPI RunningTick()
+{
+    return g_dwTick += 1000;
+}
+
+// It never says that it has left, and its handle is closed already.
+TEST_F(ThreadHazardTest, DoesNotWaitForEverForAWorkerThatWasEndedOnItsWayOut)
+{
+    const CImportPatch tick(GetModuleHandleW(nullptr), "GetTickCount", RunningTick);
+    StartAndHold(HOLD_AFTER_LEAVING);
+    TerminateThread(m_script.m_starts.at(0).hDuplicate, 7);
+    ASSERT_EQ(m_script.ExitCode(), 7u);
+    EXPECT_FALSE(m_thread.HasLeft());
+    EXPECT_FALSE(m_thread.WaitThreadExit(60000, true));
+    EXPECT_GT(g_dwTick, 60000u);
+    EXPECT_TRUE(m_thread.HasLeft());
+}
+
 TEST_F(ThreadHazardTest, GivesAWorkerOnItsWayOutAMoment)
 {
     StartAndHold(HOLD_AFTER_LEAVING);

@@ -70,6 +70,7 @@ TEST_F(ThreadWaitTest, KillsTheWorkerOnAQuitMessageAndPostsItAgain)
     EXPECT_FALSE(Wait());
     EXPECT_THAT(m_log, ElementsAre("cursor wait", "trace 8 quit process, kill the thread!!!,\n", "exit code?",
                                    "terminate 0xFFFFFFFD", "cursor old", "quit 0"));
+    EXPECT_TRUE(m_thread.HasLeft()) << "a killed worker counts as gone";
     EXPECT_EQ(m_queue.size(), 1u) << "what is behind the quit message stays in the queue";
     EXPECT_EQ(m_script.ExitCode(), 0xFFFFFFFDu);
 }
@@ -81,7 +82,37 @@ TEST_F(ThreadWaitTest, KillsTheWorkerOnAMessageAfterTheTimeout)
     EXPECT_FALSE(Wait());
     EXPECT_THAT(m_log, ElementsAre("cursor wait", "trace 8 wait the thread time out, kill the thread!!!,\n",
                                    "exit code?", "terminate 0xFFFFFFFE", "cursor old"));
+    EXPECT_TRUE(m_thread.HasLeft());
     EXPECT_EQ(m_script.ExitCode(), 0xFFFFFFFEu);
+}
+
+// Nothing tells such a waiter that the worker has left, so the time-out bounds it too.
+TEST_F(ThreadWaitTest, KillsAWorkerThatStaysWhenTheWaitFails)
+{
+    m_thread.m_run = []
+    {
+        Sleep(INFINITE);
+        return 0u;
+    };
+    m_dwWaitResult = WAIT_FAILED;
+    m_dwTicksPerLook = 10000;
+    StartWorker();
+    EXPECT_FALSE(Wait());
+    EXPECT_THAT(m_log,
+                ElementsAre("cursor wait", "wait", "trace 8 wait the thread time out, kill the thread!!!,\n",
+                            "exit code?", "terminate 0xFFFFFFFE", "cursor old"));
+    EXPECT_GT(m_dwTick, 60000u);
+    EXPECT_TRUE(m_thread.HasLeft());
+    EXPECT_EQ(m_script.ExitCode(), 0xFFFFFFFEu);
+}
+
+TEST_F(ThreadWaitTest, CountsOutAWorkerThatSomebodyElseHasEnded)
+{
+    StartWorker();
+    TerminateThread(m_script.m_starts.at(0).hDuplicate, 7);
+    EXPECT_TRUE(Wait());
+    EXPECT_TRUE(m_thread.HasLeft());
+    EXPECT_EQ(m_script.ExitCode(), 7u);
 }
 
 TEST_F(ThreadWaitTest, QuitMessageComesBeforeTheTimeout)
