@@ -69,7 +69,7 @@ bool CHttpRaw::PrepareRequest()
     }
     if (m_pRequest == nullptr)
     {
-        m_pRequest.reset(new (std::nothrow) CHttpRequest(m_session.GetHandle()));
+        m_pRequest.reset(new (std::nothrow) CHttpRequest(m_session.GetHandle(), m_session.UsesProxy()));
     }
     return m_pRequest != nullptr;
 }

@@ -30,7 +30,8 @@ using UniqueBstr = std::unique_ptr<OLECHAR, BstrDeleter>;
 
 }  // namespace
 
-CHttpRequest::CHttpRequest(HINTERNET hSession) : m_hSession(hSession)
+CHttpRequest::CHttpRequest(HINTERNET hSession, bool bUsesProxy)
+    : m_hSession(hSession), m_bUsesProxy(bUsesProxy)
 {
     const CAutoFunTrace trace("CHttpRequest::CHttpRequest");
     TraceTextVar(kTraceProgress, L"CHttpRequest::CHttpRequest, object=0x%X", "(void*)this",

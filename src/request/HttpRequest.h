@@ -43,8 +43,8 @@ enum SendResult
 class CHttpRequest : public Qel::CThread
 {
 public:
-    // The session handle is borrowed.
-    explicit CHttpRequest(HINTERNET hSession);
+    // The session handle is borrowed. Whether the session uses a proxy is only traced.
+    explicit CHttpRequest(HINTERNET hSession, bool bUsesProxy = false);
     // Abandons the exchange and waits for the worker, dispatching messages (CThread::WaitThreadExit).
     ~CHttpRequest() override;
     CHttpRequest(const CHttpRequest&) = delete;
@@ -148,4 +148,5 @@ private:
     HWND m_hWnd = nullptr;               // intended: nothing creates it, but it would be destroyed here
     unsigned long m_nTimeout = 0;        // in seconds; 0 means 60
     unsigned long m_bTraceResponse = 1;  // nonzero: an answer kept in memory is traced
+    const bool m_bUsesProxy;
 };

@@ -4,7 +4,6 @@
 #include <memory>
 #include <new>
 
-#include "proxy/ProxyInfo.h"
 #include "request/HttpRequest.h"
 #include "trace/AutoFunTrace.h"
 #include "trace/Trace.h"
@@ -83,14 +82,9 @@ private:
 
 bool CHttpRequest::CheckInternetConnection(const wchar_t* /*lpszUrl*/)
 {
-    CProxyInfo proxyInfo;
-    CStringEx strAutoURL;
-    CStringEx strManual;
-    CStringEx strBypass;
-    DWORD dwBrowser = BROWSER_OTHER;
     // The platform overwrites the preset; what counts is the record of the proxy.
     DWORD dwState = INTERNET_CONNECTION_LAN;
-    if (proxyInfo.GetProxyInfo(strAutoURL, strManual, strBypass, &dwBrowser) != 0)
+    if (m_bUsesProxy)
     {
         TraceText(kTraceProgress,
                   L"CHttpRequest::CheckInternetConnection: Use Proxy to connect to server.\n");

@@ -71,7 +71,8 @@ int CHttpSession::OpenInternet()
     CStringEx strManual;
     CStringEx strBypass;
     DWORD dwBrowser = BROWSER_OTHER;
-    if (proxyInfo.GetProxyInfo(strAutoURL, strManual, strBypass, &dwBrowser) == 0)
+    m_bUsesProxy = proxyInfo.GetProxyInfo(strAutoURL, strManual, strBypass, &dwBrowser) != 0;
+    if (!m_bUsesProxy)
     {
         m_hInternet = InternetOpenW(kUserAgent, INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0);
         return 0;

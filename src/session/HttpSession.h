@@ -34,6 +34,10 @@ public:
     // Null while no session is open. Owned by this object.
     HINTERNET GetHandle() const { return m_hInternet; }
 
+    // Whether a proxy or a configuration script was found when the session was last opened.
+    bool UsesProxy() const { return m_bUsesProxy; }
+
 private:
     HINTERNET m_hInternet = nullptr;
+    bool m_bUsesProxy = false;
 };

@@ -71,7 +71,6 @@ TEST_F(TraceRecordsTest, PostLeavesExactlyTheseRecords)
                               "2| CHttpRequest::SetParentWnd,hWndParent=0x0000000000000000,\n"},
                              StatusRecords(5),
                              StatusRecords(5),
-                             NoBrowserRecords(),
                              OpenRequest(),
                              Answered(200, {}),
                              ReadIntoMemory("ok")}));
@@ -230,7 +229,7 @@ TEST_F(TraceRecordsTest, CoursesOfTheWorker)
         StartPost();
         ClearJournal();
         Finish();
-        EXPECT_EQ(Trace(), Join({StatusRecords(5), NoBrowserRecords(), row.records}));
+        EXPECT_EQ(Trace(), Join({StatusRecords(5), row.records}));
     }
 }
 
@@ -242,7 +241,6 @@ TEST_F(TraceRecordsTest, FailedOpeningsAreTracedWithinTheOpening)
     Finish();
     EXPECT_EQ(Trace(),
               Join({StatusRecords(5),
-                    NoBrowserRecords(),
                     {Enter("CHttpRequest::OpenRequest\n"), "8| InternetConnect failed!,dwError=12029,\n",
                      Leave("CHttpRequest::OpenRequest\n")},
                     StatusRecords(2)}));
@@ -252,7 +250,6 @@ TEST_F(TraceRecordsTest, FailedOpeningsAreTracedWithinTheOpening)
     Finish();
     EXPECT_EQ(Trace(),
               Join({StatusRecords(5),
-                    NoBrowserRecords(),
                     {Enter("CHttpRequest::OpenRequest\n"), "8| HttpOpenRequest failed!,dwError=87,\n",
                      Leave("CHttpRequest::OpenRequest\n")},
                     StatusRecords(2)}));
