@@ -6,7 +6,7 @@ set(CMAKE_CXX_COMPILER clang++)
 set(CMAKE_CXX_COMPILER_TARGET x86_64-w64-mingw32)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 execute_process(
-  COMMAND x86_64-w64-mingw32-g++-posix -print-file-name=include
+  COMMAND x86_64-w64-mingw32-g++-win32 -print-file-name=include
   OUTPUT_VARIABLE gccInclude OUTPUT_STRIP_TRAILING_WHITESPACE)
 set(cxxInclude "${gccInclude}/c++")
 set(CMAKE_CXX_FLAGS_INIT

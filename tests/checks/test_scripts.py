@@ -56,7 +56,7 @@ class InstallPackagesTest(unittest.TestCase):
         self.assertEqual(result.returncode, 0, result.stdout)
         update, install = (call for call in self.calls() if call.startswith("apt-get"))
         self.assertTrue(update.endswith(" update"), update)
-        for word in ("install", "--no-install-recommends", "g++-mingw-w64-x86-64-posix", "cmake", "ninja-build", "wine"):
+        for word in ("install", "--no-install-recommends", "g++-mingw-w64-x86-64-win32", "cmake", "ninja-build", "wine"):
             self.assertIn(word, install.split())
         self.assertNotIn("clang-tidy", install.split())
 
@@ -80,7 +80,7 @@ class InstallPackagesTest(unittest.TestCase):
         os.remove(os.path.join(self.bin, "sudo"))
         result = run(INSTALL, "run", PATH=self.hide_all_commands())
         self.assertEqual(result.returncode, 1)
-        self.assertIn("g++-mingw-w64-x86-64-posix", result.stdout)
+        self.assertIn("g++-mingw-w64-x86-64-win32", result.stdout)
 
     def test_refuses_an_unknown_group(self):
         for arguments in ([], ["everything"]):

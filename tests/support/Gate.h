@@ -3,8 +3,8 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+
+#include "support/Mutex.h"
 
 inline constexpr std::chrono::seconds kPatience{20};
 
@@ -13,7 +13,7 @@ class CGate
 public:
     void Open()
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_bOpen = true;
         m_opened.notify_all();
     }
@@ -21,12 +21,12 @@ public:
     // False when it stayed closed for too long.
     bool Wait()
     {
-        std::unique_lock<std::mutex> lock(m_mutex);
+        std::unique_lock lock(m_mutex);
         return m_opened.wait_for(lock, kPatience, [this] { return m_bOpen; });
     }
 
 private:
-    std::mutex m_mutex;
-    std::condition_variable m_opened;
+    CMutex m_mutex;
+    CCondition m_opened;
     bool m_bOpen = false;
 };

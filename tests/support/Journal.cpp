@@ -8,7 +8,7 @@ void CJournal::Add(CallKind kind, const std::string& text)
 {
     std::vector<std::function<void()>> actions;
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_entries.push_back({kind, text});
         for (Watch& watch : m_watches)
         {
@@ -27,19 +27,19 @@ void CJournal::Add(CallKind kind, const std::string& text)
 
 void CJournal::On(const std::string& prefix, int nth, std::function<void()> action)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_watches.push_back({prefix, nth, std::move(action)});
 }
 
 bool CJournal::WaitFor(const std::string& prefix, size_t nth)
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
+    std::unique_lock lock(m_mutex);
     return m_added.wait_for(lock, kPatience, [&] { return CountLocked(prefix) >= nth; });
 }
 
 std::vector<std::string> CJournal::Texts(unsigned kinds) const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     std::vector<std::string> texts;
     for (const Entry& entry : m_entries)
     {
@@ -53,13 +53,13 @@ std::vector<std::string> CJournal::Texts(unsigned kinds) const
 
 size_t CJournal::Count(const std::string& prefix) const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     return CountLocked(prefix);
 }
 
 void CJournal::Clear()
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_entries.clear();
 }
 

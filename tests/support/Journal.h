@@ -3,11 +3,11 @@
 // has bound to that call, on the thread that makes it: a test waits for a call, or acts in its middle.
 #pragma once
 
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
+
+#include "support/Mutex.h"
 
 enum CallKind : unsigned
 {
@@ -49,8 +49,8 @@ private:
 
     size_t CountLocked(const std::string& prefix) const;
 
-    mutable std::mutex m_mutex;
-    std::condition_variable m_added;
+    mutable CMutex m_mutex;
+    CCondition m_added;
     std::vector<Entry> m_entries;
     std::vector<Watch> m_watches;
 };

@@ -3,8 +3,9 @@
 #pragma once
 
 #include <deque>
-#include <mutex>
 #include <utility>
+
+#include "support/Mutex.h"
 
 template <typename Step>
 class CScript
@@ -14,21 +15,21 @@ public:
 
     CScript& Then(Step step)
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_steps.push_back(std::move(step));
         return *this;
     }
 
     void Always(Step step)
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_steps.clear();
         m_standing = std::move(step);
     }
 
     Step Next()
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         if (m_steps.empty())
         {
             return m_standing;
@@ -39,7 +40,7 @@ public:
     }
 
 private:
-    std::mutex m_mutex;
+    CMutex m_mutex;
     std::deque<Step> m_steps;
     Step m_standing;
 };

@@ -172,7 +172,7 @@ void CScriptedSystem::Attach(CBuiltModule& module)
 
 void CScriptedSystem::LetGo()
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     for (const std::shared_ptr<CGate>& gate : m_gates)
     {
         gate->Open();
@@ -184,7 +184,7 @@ bool CScriptedSystem::WaitForThreads()
 {
     std::vector<HANDLE> threads;
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         threads.swap(m_threads);
     }
     const auto patience = std::chrono::duration_cast<std::chrono::milliseconds>(kPatience);
@@ -199,13 +199,13 @@ bool CScriptedSystem::WaitForThreads()
 
 std::string CScriptedSystem::FileContent() const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_content;
 }
 
 std::vector<size_t> CScriptedSystem::Growths() const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_growths;
 }
 
@@ -238,7 +238,7 @@ uintptr_t CScriptedSystem::StartThread(void* security, unsigned stack, unsigned(
     HANDLE hCopy = nullptr;
     DuplicateHandle(GetCurrentProcess(), reinterpret_cast<HANDLE>(handle), GetCurrentProcess(), &hCopy, 0,
                     FALSE, DUPLICATE_SAME_ACCESS);
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_pWorker = argument;
     m_threads.push_back(hCopy);
     if (m_bThreadsHeld)
@@ -266,7 +266,7 @@ HANDLE CScriptedSystem::CreateDownloadFile(const wchar_t* path, DWORD access, DW
         return INVALID_HANDLE_VALUE;
     }
     m_bFileOpen = true;
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_content.clear();
     return kFile;
 }
@@ -282,7 +282,7 @@ BOOL CScriptedSystem::WriteDownloadFile(HANDLE file, const void* data, DWORD cb,
                   CallText("WriteFile", {"file", std::to_string(cb), NullOr(overlapped, "overlapped")}));
     const DWORD dwWritten = m_writes.Next().value_or(cb);
     *pcbWritten = dwWritten;
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_content.append(static_cast<const char*>(data), dwWritten);
     return TRUE;
 }
@@ -373,7 +373,7 @@ void* CScriptedSystem::Allocate(size_t size)
 void* CScriptedSystem::Grow(void* block, size_t size)
 {
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_growths.push_back(size);
     }
     return m_bGrowthRefused ? nullptr : std::realloc(block, size);

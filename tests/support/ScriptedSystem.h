@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -16,6 +15,7 @@
 #include "support/BuiltModule.h"
 #include "support/Gate.h"
 #include "support/Journal.h"
+#include "support/Mutex.h"
 #include "support/Script.h"
 
 class CScriptedSystem
@@ -86,7 +86,7 @@ public:
 
 private:
     CJournal& m_journal;
-    mutable std::mutex m_mutex;
+    mutable CMutex m_mutex;
     std::vector<HANDLE> m_threads;
     std::vector<std::shared_ptr<CGate>> m_gates;
     void* m_pWorker = nullptr;

@@ -110,7 +110,7 @@ void CScriptedWinInet::Attach(CBuiltModule& module)
 
 std::vector<std::string> CScriptedWinInet::OpenHandles() const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     std::vector<std::string> names;
     for (const auto& [handle, name] : m_open)
     {
@@ -121,13 +121,13 @@ std::vector<std::string> CScriptedWinInet::OpenHandles() const
 
 std::vector<std::string> CScriptedWinInet::Faults() const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_faults;
 }
 
 void CScriptedWinInet::ForgetHandles()
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_counts.clear();
 }
 
@@ -173,7 +173,7 @@ BOOL CScriptedWinInet::Send(HINTERNET hRequest, const wchar_t* headers, DWORD cc
         body == nullptr ? "null" : "'" + std::string(static_cast<const char*>(body), cbBody) + "'";
     const CScriptedAttempt attempt = m_attempts.Next();
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_attempt = attempt;
     }
     m_journal.Add(CALL_NET,
@@ -189,7 +189,7 @@ BOOL CScriptedWinInet::QueryInfo(HINTERNET hRequest, DWORD dwLevel, void* buffer
                                                         std::to_string(*pcb), NullOr(pIndex, "index")}));
     std::optional<std::wstring> value;
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         value = dwLevel == HTTP_QUERY_STATUS_CODE ? m_attempt.status
                 : dwLevel == HTTP_QUERY_LOCATION  ? m_attempt.location
                                                   : std::nullopt;
@@ -212,14 +212,14 @@ BOOL CScriptedWinInet::Read(HINTERNET hRequest, void* buffer, DWORD cb, DWORD* p
     m_journal.Add(CALL_NET, CallText("InternetReadFile", {Name(hRequest), std::to_string(cb)}));
     CScriptedRead read;
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         read.data.swap(m_pendingData);
     }
     if (read.data.empty())
     {
         read = m_reads.Next();
     }
-    std::unique_lock<std::mutex> lock(m_mutex);
+    std::unique_lock lock(m_mutex);
     if (read.bBlocks)
     {
         const bool bClosed = m_closed.wait_for(lock, kPatience, [&] { return m_open.count(hRequest) == 0; });
@@ -266,7 +266,7 @@ BOOL CScriptedWinInet::SetOption(HINTERNET hRequest, DWORD dwOption, const void*
 BOOL CScriptedWinInet::CloseInternetHandle(HINTERNET handle)
 {
     m_journal.Add(CALL_NET, CallText("InternetCloseHandle", {Name(handle)}));
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_open.erase(handle);
     m_closed.notify_all();
     return TRUE;
@@ -290,7 +290,7 @@ DWORD CScriptedWinInet::ErrorDialog(HWND hWnd, HINTERNET hRequest, DWORD dwError
 
 HINTERNET CScriptedWinInet::NewHandle(const char* kind)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     auto* const handle = reinterpret_cast<HINTERNET>(0x10000 + 4 * m_names.size());
     const std::string name = kind + std::to_string(++m_counts[kind]);
     m_names[handle] = name;
@@ -305,7 +305,7 @@ std::string CScriptedWinInet::Name(HINTERNET handle)
     {
         return "null";
     }
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     const auto found = m_names.find(handle);
     const std::string name = found == m_names.end() ? "unknown" : found->second;
     if (m_open.count(handle) == 0)

@@ -7,15 +7,14 @@
 #include <windows.h>
 #include <wininet.h>
 
-#include <condition_variable>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "support/BuiltModule.h"
 #include "support/Journal.h"
+#include "support/Mutex.h"
 #include "support/Script.h"
 
 // In place of an error code: the call succeeds.
@@ -91,8 +90,8 @@ private:
     std::string Name(HINTERNET handle);
 
     CJournal& m_journal;
-    mutable std::mutex m_mutex;
-    std::condition_variable m_closed;
+    mutable CMutex m_mutex;
+    CCondition m_closed;
     std::map<HINTERNET, std::string> m_names;
     std::map<HINTERNET, std::string> m_open;
     std::map<std::string, int> m_counts;

@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "support/ImportPatch.h"
+#include "support/SideThread.h"
 #include "system/dialog/CertificateHost.h"
 #include "system/dialog/DesktopHost.h"
 #include "system/HttpRawHost.h"
@@ -83,9 +83,9 @@ protected:
         CHttpRawHost host;
         User user{m_desktop.Window(), PostUntilAsked(host), wControlId};
         const size_t cMessages = m_desktop.Messages().size();
-        std::thread thread([&] { user.Act(m_desktop); });
+        CSideThread thread([&] { user.Act(m_desktop); });
         EXPECT_LT(host.Release(), kAtOnceMs);
-        thread.join();
+        thread.Join();
         EXPECT_EQ(user.answer, CDesktopHost::kAnswer + 5);
         EXPECT_TRUE(user.bPainted);
         EXPECT_TRUE(user.bDialogStayed);
@@ -177,14 +177,14 @@ TEST_F(DialogReleaseTest, LeavesNothingBehind)
             {
                 CHttpRawHost host;
                 const User user{m_desktop.Window(), PostUntilAsked(host), wControlId};
-                std::thread thread(
+                CSideThread thread(
                     [&user]
                     {
                         user.Ask(0);
                         CDesktopHost::Press(user.hDialog, user.wControlId);
                     });
                 EXPECT_LT(host.Release(), kAtOnceMs);
-                thread.join();
+                thread.Join();
             });
     }
 }
@@ -220,7 +220,7 @@ TEST_F(DialogReleaseTest, IsEndedByAMessageAfterAMinute)
     CHttpRawHost host;
     PostUntilAsked(host);
     ASSERT_TRUE(AwaitStanding(workers, host));
-    std::thread later(
+    CSideThread later(
         [this]
         {
             SendMessageW(m_desktop.Window(), WM_APP, 0, 0);  // the release waits
@@ -228,7 +228,7 @@ TEST_F(DialogReleaseTest, IsEndedByAMessageAfterAMinute)
             PostMessageW(m_desktop.Window(), WM_TIMER, 0, 0);
         });
     ExpectKilled(workers, host, kKilledOnTimeout);
-    later.join();
+    later.Join();
     EXPECT_THAT(trace.OfThisThread(), Contains(kTimeoutRecord).Times(1));
     ExpectAsksAgain();
 }

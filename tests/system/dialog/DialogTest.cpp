@@ -7,10 +7,10 @@
 
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "support/ImportPatch.h"
+#include "support/SideThread.h"
 #include "system/dialog/CertificateHost.h"
 #include "system/dialog/DesktopHost.h"
 #include "system/HttpRawHost.h"
@@ -318,7 +318,7 @@ TEST_F(DialogTest, TheUsersTimeDoesNotCountAndTheWindowLives)
 
     const ULONGLONG opened = GetTickCount64();
     LRESULT answer = 0;
-    std::thread asking([&] { answer = SendMessageW(m_desktop.Window(), WM_APP, 7, 0); });
+    CSideThread asking([&] { answer = SendMessageW(m_desktop.Window(), WM_APP, 7, 0); });
     const int cPaints = m_desktop.Paints();
     int cPolls = 0;
     std::set<unsigned long> statuses;
@@ -330,7 +330,7 @@ TEST_F(DialogTest, TheUsersTimeDoesNotCountAndTheWindowLives)
                                             ++cPolls;
                                             return GetTickCount64() - opened >= kOpenMs;
                                         }));
-    asking.join();
+    asking.Join();
     EXPECT_THAT(statuses, ElementsAre(static_cast<unsigned long>(REQ_STATUS_SENDING)));
     EXPECT_GE(cPolls, 20);
     EXPECT_GE(m_desktop.Paints() - cPaints, 20);

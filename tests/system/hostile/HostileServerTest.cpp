@@ -4,10 +4,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <sstream>
 
+#include "support/Mutex.h"
 #include "system/hostile/HostileRow.h"
 #include "system/HttpRawHost.h"
 
@@ -210,8 +209,8 @@ private:
     }
 
     const HostileRow& m_row;
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
+    CMutex m_mutex;
+    CCondition m_changed;
     size_t m_cBegun = 0;
     size_t m_cServed = 0;
     CLoopbackServer m_other;

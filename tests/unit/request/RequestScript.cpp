@@ -72,13 +72,13 @@ void CRequestScript::Forget()
 
 std::vector<std::string> CRequestScript::Calls() const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_calls;
 }
 
 void CRequestScript::Add(const std::string& call)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_calls.push_back((GetCurrentThreadId() == m_dwOwnerId ? "owner: " : "worker: ") + call);
 }
 

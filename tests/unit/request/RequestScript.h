@@ -9,10 +9,10 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "support/Mutex.h"
 #include "unit/request/ThreadScript.h"
 
 class CRequestScript
@@ -66,7 +66,7 @@ private:
     static BOOL WINAPI Close(HINTERNET hInternet);
 
     const DWORD m_dwOwnerId = GetCurrentThreadId();
-    mutable std::mutex m_mutex;
+    mutable CMutex m_mutex;
     std::vector<std::string> m_calls;
     size_t m_read = 0;
     std::atomic<int> m_exchanges{0};
