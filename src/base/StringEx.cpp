@@ -3,7 +3,10 @@
 #include <climits>
 #include <cstring>
 #include <cwchar>
+#include <memory>
 #include <new>
+
+#include "base/TextConversion.h"
 
 #define STRSAFE_NO_DEPRECATE
 #include <strsafe.h>
@@ -98,20 +101,8 @@ CStringEx& CStringEx::operator=(CStringEx&& other) noexcept
 
 CStringEx& CStringEx::operator=(const char* src)
 {
-    if (src == nullptr)
-    {
-        src = "";
-    }
     Empty();
-    const int cch = MultiByteToWideChar(CP_ACP, 0, src, -1, nullptr, 0);
-    if (cch > 0)
-    {
-        m_pszData = AllocateZeroed(static_cast<size_t>(cch));
-        if (m_pszData != nullptr)
-        {
-            MultiByteToWideChar(CP_ACP, 0, src, -1, m_pszData, cch);
-        }
-    }
+    m_pszData = WideCopy(CP_ACP, src != nullptr ? src : "", -1).release();
     return *this;
 }
 
@@ -122,18 +113,14 @@ BOOL CStringEx::SetUTF8(const char* utf8)
     {
         return FALSE;
     }
-    const int cch = MultiByteToWideChar(CP_UTF8, 0, utf8, static_cast<int>(cb), nullptr, 0);
+    int cch = 0;
+    std::unique_ptr<wchar_t[]> text = WideCopy(CP_UTF8, utf8, static_cast<int>(cb), &cch);
     if (cch < 1)
     {
         return FALSE;
     }
     Empty();
-    wchar_t* pszNew = AllocateZeroed(static_cast<size_t>(cch) + 1);
-    if (pszNew != nullptr)
-    {
-        MultiByteToWideChar(CP_UTF8, 0, utf8, static_cast<int>(cb), pszNew, cch);
-    }
-    m_pszData = pszNew;
+    m_pszData = text.release();
     return TRUE;
 }
 

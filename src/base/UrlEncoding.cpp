@@ -1,26 +1,18 @@
 #include "base/UrlEncoding.h"
 
 #include <climits>
-#include <cwchar>
 #include <memory>
-#include <new>
+
+#include "base/TextConversion.h"
 
 bool EncodeURL(CStringEx& text)
 {
-    const wchar_t* wide = text;
-    const int cbNeeded = WideCharToMultiByte(CP_UTF8, 0, wide, -1, nullptr, 0, nullptr, nullptr);
-    if (cbNeeded < 1 || cbNeeded > (INT_MAX - 6) / 3)
+    int cb = 0;
+    const std::unique_ptr<char[]> utf8 = NarrowCopy(CP_UTF8, text, &cb);
+    if (utf8 == nullptr || cb > (INT_MAX - 6) / 3)
     {
         return false;
     }
-    const size_t cbBlock = static_cast<size_t>(cbNeeded);
-    const std::unique_ptr<char[]> utf8(new (std::nothrow) char[cbBlock]());
-    if (utf8 == nullptr)
-    {
-        return false;
-    }
-    const int cb = WideCharToMultiByte(CP_UTF8, 0, wide, -1, utf8.get(), cbNeeded, nullptr, nullptr);
-
     text.Empty();
     const int cch = 3 * cb + 6;
     wchar_t* to = text.GetBuffer(cch);

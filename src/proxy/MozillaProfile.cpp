@@ -7,6 +7,7 @@
 #include <cstring>
 #include <new>
 
+#include "base/TextConversion.h"
 #include "proxy/MozillaFile.h"
 #include "proxy/ProxyInfo.h"
 
@@ -37,22 +38,6 @@ bool GetShellFolder(char (&szFolder)[MAX_PATH])
 
 }  // namespace
 
-std::unique_ptr<char[]> WideToAnsi(const wchar_t* text)
-{
-    if (text == nullptr)
-    {
-        return nullptr;
-    }
-    const int cb = WideCharToMultiByte(CP_ACP, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    const size_t cbBlock = cb > 0 ? static_cast<size_t>(cb) : 1;
-    std::unique_ptr<char[]> narrow(new (std::nothrow) char[cbBlock]());
-    if (narrow != nullptr && cb > 0)
-    {
-        WideCharToMultiByte(CP_ACP, 0, text, -1, narrow.get(), cb, nullptr, nullptr);
-    }
-    return narrow;
-}
-
 bool FindFirstProfile(const char* ini, std::string& value)
 {
     constexpr char kPath[] = "Path=";
@@ -69,6 +54,11 @@ bool FindFirstProfile(const char* ini, std::string& value)
     }
     value.assign(begin, end);
     return true;
+}
+
+std::unique_ptr<char[]> CProxyInfo::WideToAnsi(const wchar_t* text)
+{
+    return NarrowCopy(CP_ACP, text);
 }
 
 BOOL CProxyInfo::GetAppDataFolder(CStringEx& path) const

@@ -1,12 +1,8 @@
 // Where a Mozilla profile lies.
 #pragma once
 
-#include <memory>
 #include <string>
 
 // The text behind the first "Path=" of a profiles.ini, up to the end of its line; false when there is
 // none, or no line end behind it.
 bool FindFirstProfile(const char* ini, std::string& value);
-
-// A new copy in the ANSI code page; null for a null argument, or without memory.
-std::unique_ptr<char[]> WideToAnsi(const wchar_t* text);

@@ -1,8 +1,8 @@
 // The proxy preferences of a Firefox profile.
 #include <cstdlib>
+#include <memory>
 #include <new>
 
-#include "proxy/MozillaProfile.h"
 #include "proxy/Profile.h"
 #include "proxy/ProxyInfo.h"
 #include "trace/Trace.h"

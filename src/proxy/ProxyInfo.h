@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+#include <memory>
+
 #include "base/StringEx.h"
 
 enum emBrowserType : DWORD
@@ -47,6 +49,10 @@ public:
     // Full path of the preference file of the first profile that profiles.ini names. A missing or
     // unusable profiles.ini still gives TRUE, with a path that is not likely to exist.
     BOOL GetMozillaProfile(CStringEx& prefsPath) const;
+
+    // A new copy in the ANSI code page, in which the files of a profile are named; null for a null argument,
+    // or without memory.
+    static std::unique_ptr<char[]> WideToAnsi(const wchar_t* text);
 
     // What of the record the preferences of a Firefox profile make.
     void TakePreferences(const CProfile& profile);

@@ -6,26 +6,27 @@
 
 #include <charconv>
 #include <cstdint>
+#include <memory>
 #include <new>
+
+#include "base/TextConversion.h"
 
 namespace
 {
 
 std::string ToAnsi(const wchar_t* value)
 {
-    std::string text;
     if (value == nullptr || *value == L'\0')
     {
-        return text;
+        return std::string();
     }
-    const int cb = WideCharToMultiByte(CP_ACP, 0, value, -1, nullptr, 0, nullptr, nullptr);
-    if (cb > 1)
+    int cb = 0;
+    const std::unique_ptr<char[]> text = NarrowCopy(CP_ACP, value, &cb);
+    if (text == nullptr && cb > 0)
     {
-        text.resize(static_cast<size_t>(cb));
-        WideCharToMultiByte(CP_ACP, 0, value, -1, text.data(), cb, nullptr, nullptr);
-        text.pop_back();
+        throw std::bad_alloc();
     }
-    return text;
+    return text != nullptr ? std::string(text.get()) : std::string();
 }
 
 std::string ToDecimal(unsigned long value)

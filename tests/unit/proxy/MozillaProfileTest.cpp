@@ -72,20 +72,21 @@ TEST(FindFirstProfileTest, TakesTheTextBehindTheFirstPathUpToItsLineEnd)
 
 TEST(WideToAnsiTest, CopiesIntoTheAnsiCodePage)
 {
-    EXPECT_EQ(WideToAnsi(nullptr), nullptr);
-    EXPECT_STREQ(WideToAnsi(L"").get(), "");
-    EXPECT_STREQ(WideToAnsi(L"C:\\a b\\prefs.js").get(), "C:\\a b\\prefs.js");
+    EXPECT_EQ(CProxyInfo::WideToAnsi(nullptr), nullptr);
+    EXPECT_STREQ(CProxyInfo::WideToAnsi(L"").get(), "");
+    EXPECT_STREQ(CProxyInfo::WideToAnsi(L"C:\\a b\\prefs.js").get(), "C:\\a b\\prefs.js");
     const wchar_t* const mixed = L"a\u00e4\u65e5z";
     char expected[32] = {};
     WideCharToMultiByte(CP_ACP, 0, mixed, -1, expected, 32, nullptr, nullptr);
-    EXPECT_STREQ(WideToAnsi(mixed).get(), expected);
-    EXPECT_EQ(std::string(WideToAnsi(std::wstring(5000, L'x').c_str()).get()), std::string(5000, 'x'));
+    EXPECT_STREQ(CProxyInfo::WideToAnsi(mixed).get(), expected);
+    EXPECT_EQ(std::string(CProxyInfo::WideToAnsi(std::wstring(5000, L'x').c_str()).get()),
+              std::string(5000, 'x'));
 }
 
 TEST(WideToAnsiTest, IsNullWithoutMemory)
 {
     const CRefusedMemory memory{3001};
-    EXPECT_EQ(WideToAnsi(std::wstring(3000, L'x').c_str()), nullptr);
+    EXPECT_EQ(CProxyInfo::WideToAnsi(std::wstring(3000, L'x').c_str()), nullptr);
     EXPECT_EQ(memory.Refusals(), 1);
 }
 

@@ -1,0 +1,42 @@
+#include "base/TextConversion.h"
+
+#include <new>
+
+std::unique_ptr<char[]> NarrowCopy(UINT codePage, const wchar_t* text, int* pcb)
+{
+    int cb = text != nullptr ? WideCharToMultiByte(codePage, 0, text, -1, nullptr, 0, nullptr, nullptr) : 0;
+    std::unique_ptr<char[]> copy;
+    if (cb > 0)
+    {
+        copy.reset(new (std::nothrow) char[static_cast<size_t>(cb)]());
+    }
+    if (copy != nullptr)
+    {
+        cb = WideCharToMultiByte(codePage, 0, text, -1, copy.get(), cb, nullptr, nullptr);
+    }
+    if (pcb != nullptr)
+    {
+        *pcb = cb;
+    }
+    return copy;
+}
+
+std::unique_ptr<wchar_t[]> WideCopy(UINT codePage, const char* text, int cb, int* pcch)
+{
+    const int cch = MultiByteToWideChar(codePage, 0, text, cb, nullptr, 0);
+    std::unique_ptr<wchar_t[]> copy;
+    if (cch > 0)
+    {
+        const size_t cchTerminator = cb < 0 ? 0 : 1;
+        copy.reset(new (std::nothrow) wchar_t[static_cast<size_t>(cch) + cchTerminator]());
+    }
+    if (copy != nullptr)
+    {
+        MultiByteToWideChar(codePage, 0, text, cb, copy.get(), cch);
+    }
+    if (pcch != nullptr)
+    {
+        *pcch = cch;
+    }
+    return copy;
+}

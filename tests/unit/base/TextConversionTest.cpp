@@ -1,0 +1,101 @@
+#include "base/TextConversion.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "support/guarded_heap/GuardedHeap.h"
+#include "support/ImportPatch.h"
+
+namespace
+{
+
+class TextConversionTest : public testing::Test
+{
+protected:
+    ~TextConversionTest() override { EXPECT_EQ(CGuardedHeap::LiveArrays(), m_liveAtStart); }
+
+    const size_t m_liveAtStart = CGuardedHeap::LiveArrays();
+};
+
+TEST_F(TextConversionTest, NarrowsTextWithItsTerminatorIntoABlockOfThatSize)
+{
+    int cb = 0;
+    const std::unique_ptr<char[]> copy = NarrowCopy(CP_UTF8, L"a\u00FC\u20AC", &cb);
+    EXPECT_STREQ(copy.get(), "a\xC3\xBC\xE2\x82\xAC");
+    EXPECT_EQ(cb, 7);
+    EXPECT_EQ(CGuardedHeap::SizeOf(copy.get()), 7u);
+    EXPECT_STREQ(NarrowCopy(CP_UTF8, L"").get(), "");
+}
+
+TEST_F(TextConversionTest, NarrowsNoNullText)
+{
+    int cb = 99;
+    EXPECT_EQ(NarrowCopy(CP_ACP, nullptr, &cb), nullptr);
+    EXPECT_EQ(cb, 0);
+}
+
+TEST_F(TextConversionTest, NarrowsNothingWithoutMemoryAndSaysWhatItWouldTake)
+{
+    int cb = 0;
+    std::unique_ptr<char[]> copy;
+    {
+        const CFailingHeap failing;
+        copy = NarrowCopy(CP_UTF8, L"text", &cb);
+    }
+    EXPECT_EQ(copy, nullptr);
+    EXPECT_EQ(cb, 5);
+}
+
+TEST_F(TextConversionTest, WidensTextUpToItsTerminator)
+{
+    int cch = 0;
+    const std::unique_ptr<wchar_t[]> copy = WideCopy(CP_UTF8, "a\xC3\xBC", -1, &cch);
+    EXPECT_STREQ(copy.get(), L"a\u00FC");
+    EXPECT_EQ(cch, 3);
+    EXPECT_EQ(CGuardedHeap::SizeOf(copy.get()), 3 * sizeof(wchar_t));
+    EXPECT_STREQ(WideCopy(CP_UTF8, "", -1).get(), L"");
+}
+
+TEST_F(TextConversionTest, WidensTheBytesThatItIsTold)
+{
+    int cch = 0;
+    const std::unique_ptr<wchar_t[]> copy = WideCopy(CP_UTF8, "a\xC3\xBCxyz", 3, &cch);
+    EXPECT_STREQ(copy.get(), L"a\u00FC");
+    EXPECT_EQ(cch, 2);
+    EXPECT_EQ(CGuardedHeap::SizeOf(copy.get()), 3 * sizeof(wchar_t));
+    EXPECT_EQ(WideCopy(CP_UTF8, "abc", 0, &cch), nullptr) << "no bytes cannot be converted";
+    EXPECT_EQ(cch, 0);
+}
+
+TEST_F(TextConversionTest, WidensNothingWithoutMemoryAndSaysWhatItWouldTake)
+{
+    int cch = 0;
+    std::unique_ptr<wchar_t[]> copy;
+    {
+        const CFailingHeap failing;
+        copy = WideCopy(CP_UTF8, "text", 4, &cch);
+    }
+    EXPECT_EQ(copy, nullptr);
+    EXPECT_EQ(cch, 4);
+}
+
+int g_calls = 0;
+
+int WINAPI FailingNarrow(UINT, DWORD, LPCWCH, int, LPSTR, int, LPCCH, LPBOOL)
+{
+    return g_calls++ == 0 ? 5 : 0;
+}
+
+// As the length has been had before, this is a platform that has gone wrong in between.
+TEST_F(TextConversionTest, GivesAnEmptyTextWhenOnlyTheConversionItselfFails)
+{
+    const CImportPatch patch(GetModuleHandleW(nullptr), "WideCharToMultiByte", FailingNarrow);
+    g_calls = 0;
+    int cb = 99;
+    const std::unique_ptr<char[]> copy = NarrowCopy(CP_UTF8, L"text", &cb);
+    EXPECT_STREQ(copy.get(), "");
+    EXPECT_EQ(cb, 0);
+}
+
+}  // namespace
