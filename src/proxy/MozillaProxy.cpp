@@ -10,9 +10,6 @@
 namespace
 {
 
-constexpr DWORD kTypeManual = 1;
-constexpr DWORD kTypeAutoURL = 2;
-constexpr DWORD kTypeSystem = 5;
 constexpr int kSocks5 = 5;
 
 void AppendNarrow(CStringEx& strText, const char* text)
@@ -65,7 +62,7 @@ int CProxyInfo::GetNSProxyInfo(DWORD /*dwBrowser*/)
     catch (const std::bad_alloc&)
     {
         // Some libraries allocate for an empty list. As if the profile held nothing.
-        m_dwProxyType = kTypeSystem;
+        m_dwProxyType = FIREFOX_PROXY_SYSTEM;
     }
     return 1;
 }
@@ -74,9 +71,9 @@ void CProxyInfo::TakePreferences(const CProfile& profile)
 {
     const char* const type = profile.GetPref("network.proxy.type");
     TraceText(kTraceProgress, L"CProxyInfo::GetNSProxyInfo--network.proxy.type");
-    m_dwProxyType = type != nullptr ? static_cast<DWORD>(std::atoi(type)) : kTypeSystem;
+    m_dwProxyType = type != nullptr ? static_cast<DWORD>(std::atoi(type)) : FIREFOX_PROXY_SYSTEM;
 
-    if (m_dwProxyType == kTypeManual)
+    if (m_dwProxyType == FIREFOX_PROXY_MANUAL)
     {
         AppendProxy(m_strManual, L"http=", profile.GetPref("network.proxy.http"),
                     profile.GetPref("network.proxy.http_port"));
@@ -92,7 +89,7 @@ void CProxyInfo::TakePreferences(const CProfile& profile)
             m_strBypass = bypass;
         }
     }
-    else if (m_dwProxyType == kTypeAutoURL)
+    else if (m_dwProxyType == FIREFOX_PROXY_SCRIPT)
     {
         if (const char* const url = profile.GetPref("network.proxy.autoconfig_url"))
         {

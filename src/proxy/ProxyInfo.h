@@ -18,6 +18,16 @@ enum emBrowserType : DWORD
     BROWSER_SAFARI = 4,
 };
 
+// Firefox's network.proxy.type. Any other number is a proxy list too.
+enum emFirefoxProxyType : DWORD
+{
+    FIREFOX_PROXY_DIRECT = 0,
+    FIREFOX_PROXY_MANUAL = 1,
+    FIREFOX_PROXY_SCRIPT = 2,
+    FIREFOX_PROXY_DETECT = 4,
+    FIREFOX_PROXY_SYSTEM = 5,  // also when the preference is absent
+};
+
 class CProfile;
 
 class CProxyInfo
@@ -60,6 +70,6 @@ public:
     CStringEx m_strManual;  // "protocol=host:port;" and so on
     CStringEx m_strBypass;
     CStringEx m_strAutoURL;
-    DWORD m_dwProxyType = 0;  // Firefox: network.proxy.type; the system's browser: 1 when the proxy is on
+    DWORD m_dwProxyType = 0;  // Firefox: an emFirefoxProxyType; the system's browser: 1 when the proxy is on
     DWORD m_dwBrowser = BROWSER_OTHER;
 };

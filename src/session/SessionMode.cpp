@@ -4,32 +4,22 @@
 
 #include "proxy/ProxyInfo.h"
 
-namespace
-{
-
-// Values of Firefox's network.proxy.type.
-constexpr DWORD kTypeDirect = 0;
-constexpr DWORD kTypeAutoURL = 2;
-constexpr DWORD kTypeAutoDetect = 4;
-constexpr DWORD kTypeSystem = 5;
-
-}  // namespace
-
 SessionMode ChooseSessionMode(DWORD dwBrowser, DWORD dwProxyType)
 {
     SessionMode mode = {INTERNET_OPEN_TYPE_PRECONFIG, false, false, false};
-    mode.bUsesScript = dwBrowser == BROWSER_FIREFOX && dwProxyType == kTypeAutoURL;
+    mode.bUsesScript = dwBrowser == BROWSER_FIREFOX && dwProxyType == FIREFOX_PROXY_SCRIPT;
     if (dwBrowser == BROWSER_IE || dwBrowser == BROWSER_OTHER)
     {
         return mode;
     }
-    if (dwProxyType == kTypeDirect)
+    if (dwProxyType == FIREFOX_PROXY_DIRECT)
     {
         mode.dwAccessType = INTERNET_OPEN_TYPE_DIRECT;
         return mode;
     }
     if (dwBrowser == BROWSER_FIREFOX &&
-        (dwProxyType == kTypeAutoURL || dwProxyType == kTypeAutoDetect || dwProxyType == kTypeSystem))
+        (dwProxyType == FIREFOX_PROXY_SCRIPT || dwProxyType == FIREFOX_PROXY_DETECT ||
+         dwProxyType == FIREFOX_PROXY_SYSTEM))
     {
         mode.bUsesSystemProxy = true;
         return mode;
