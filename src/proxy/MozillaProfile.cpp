@@ -17,24 +17,28 @@ namespace
 // What lies beyond is not seen.
 constexpr size_t kMaxIniBytes = 16384;
 
-// The shell's application-data folder; false when the shell cannot say.
-bool GetShellFolder(char (&szFolder)[MAX_PATH])
+// The shell's allocator, which may be missing, and an item list for it to free.
+struct ShellItems
 {
+    ShellItems() = default;
+    ~ShellItems()
+    {
+        if (pMalloc == nullptr)
+        {
+            return;
+        }
+        if (pidl != nullptr)
+        {
+            pMalloc->Free(pidl);
+        }
+        pMalloc->Release();
+    }
+    ShellItems(const ShellItems&) = delete;
+    ShellItems& operator=(const ShellItems&) = delete;
+
     IMalloc* pMalloc = nullptr;
-    if (FAILED(SHGetMalloc(&pMalloc)))
-    {
-        return false;
-    }
     PIDLIST_ABSOLUTE pidl = nullptr;
-    const bool bFound = SUCCEEDED(SHGetSpecialFolderLocation(nullptr, CSIDL_APPDATA, &pidl)) &&
-                        SHGetPathFromIDListA(pidl, szFolder);
-    if (pidl != nullptr)
-    {
-        pMalloc->Free(pidl);
-    }
-    pMalloc->Release();
-    return bFound;
-}
+};
 
 }  // namespace
 
@@ -64,8 +68,12 @@ std::unique_ptr<char[]> CProxyInfo::WideToAnsi(const wchar_t* text)
 BOOL CProxyInfo::GetAppDataFolder(CStringEx& path) const
 {
     char szFolder[MAX_PATH] = {};
+    ShellItems items;
+    const bool bShellKnows = SUCCEEDED(SHGetMalloc(&items.pMalloc)) &&
+                             SUCCEEDED(SHGetSpecialFolderLocation(nullptr, CSIDL_APPDATA, &items.pidl)) &&
+                             SHGetPathFromIDListA(items.pidl, szFolder);
     // Intended: only a path that does not fit counts as a failure of the fallback.
-    if (!GetShellFolder(szFolder) && GetWindowsDirectoryA(szFolder, MAX_PATH) > MAX_PATH - 1)
+    if (!bShellKnows && GetWindowsDirectoryA(szFolder, MAX_PATH) > MAX_PATH - 1)
     {
         return FALSE;
     }

@@ -44,7 +44,7 @@ struct CScriptedShell::Platform
         {
             return E_FAIL;
         }
-        *ppMalloc = &s_malloc;
+        *ppMalloc = g_pShell->m_bNullAllocator ? nullptr : &s_malloc;
         return S_OK;
     }
 

@@ -23,6 +23,7 @@ public:
     // What the shell gives. On a failing conversion too the folder is written, as a platform may do.
     std::string m_folder = "Q:\\appdata";
     bool m_bAllocator = true;
+    bool m_bNullAllocator = false;  // a success that hands out none
     bool m_bLocation = true;
     bool m_bListOnFailure = false;  // an item list is handed out though the location fails
     bool m_bPath = true;

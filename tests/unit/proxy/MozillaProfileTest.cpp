@@ -90,105 +90,6 @@ TEST(WideToAnsiTest, IsNullWithoutMemory)
     EXPECT_EQ(memory.Refusals(), 1);
 }
 
-class AppDataFolderTest : public testing::Test
-{
-protected:
-    // The folder, or the text "failed".
-    std::wstring Folder(DWORD dwBrowser = BROWSER_FIREFOX)
-    {
-        m_shell.m_calls.clear();
-        CProxyInfo info;
-        info.m_dwBrowser = dwBrowser;
-        CStringEx path(L"as before");
-        const BOOL bFound = info.GetAppDataFolder(path);
-        EXPECT_TRUE(bFound == TRUE || std::wstring(path.c_str()) == L"as before") << "changed on failure";
-        return bFound ? path.c_str() : L"failed";
-    }
-
-    CScriptedShell m_shell;
-};
-
-TEST_F(AppDataFolderTest, IsTheShellsFolderWithMozillaBelowItForFirefoxOnly)
-{
-    EXPECT_EQ(Folder(BROWSER_FIREFOX), L"Q:\\appdata\\Mozilla");
-    EXPECT_THAT(m_shell.m_calls, ElementsAre("SHGetMalloc", "SHGetSpecialFolderLocation(no window, 26)",
-                                             "SHGetPathFromIDListA", "list freed", "allocator released"));
-    for (const DWORD dwBrowser : {0u, 1u, 3u, 4u, 5u})
-    {
-        EXPECT_EQ(Folder(dwBrowser), L"Q:\\appdata") << dwBrowser;
-    }
-    m_shell.m_folder = "Q:\\appdata\\";
-    EXPECT_EQ(Folder(BROWSER_FIREFOX), L"Q:\\appdata\\Mozilla");
-}
-
-TEST_F(AppDataFolderTest, HoldsTheLongestPathOfTheShell)
-{
-    m_shell.m_folder = "Q:\\" + std::string(256, 'd');
-    EXPECT_EQ(Folder(BROWSER_OTHER), L"Q:\\" + std::wstring(256, L'd'));
-    EXPECT_EQ(Folder(BROWSER_FIREFOX), L"Q:\\" + std::wstring(256, L'd') + L"\\Mozilla");
-}
-
-TEST_F(AppDataFolderTest, IsTheWindowsFolderWithoutAnAllocator)
-{
-    m_shell.m_bAllocator = false;
-    EXPECT_EQ(Folder(), L"Q:\\windir\\Mozilla");
-    EXPECT_THAT(m_shell.m_calls, ElementsAre("SHGetMalloc", "GetWindowsDirectoryA(260)"));
-    EXPECT_EQ(Folder(BROWSER_IE), L"Q:\\windir");
-}
-
-TEST_F(AppDataFolderTest, IsTheWindowsFolderWithoutALocation)
-{
-    m_shell.m_bLocation = false;
-    EXPECT_EQ(Folder(), L"Q:\\windir\\Mozilla");
-    EXPECT_THAT(m_shell.m_calls,
-                testing::UnorderedElementsAre("SHGetMalloc", "SHGetSpecialFolderLocation(no window, 26)",
-                                              "GetWindowsDirectoryA(260)", "allocator released"));
-}
-
-TEST_F(AppDataFolderTest, FreesAListThatCameWithAFailure)
-{
-    m_shell.m_bLocation = false;
-    m_shell.m_bListOnFailure = true;
-    EXPECT_EQ(Folder(), L"Q:\\windir\\Mozilla");
-    EXPECT_THAT(m_shell.m_calls, testing::IsSupersetOf({"list freed", "allocator released"}));
-}
-
-TEST_F(AppDataFolderTest, IsTheWindowsFolderWithoutAPath)
-{
-    m_shell.m_bPath = false;
-    EXPECT_EQ(Folder(), L"Q:\\windir\\Mozilla");
-    EXPECT_THAT(m_shell.m_calls,
-                testing::UnorderedElementsAre("SHGetMalloc", "SHGetSpecialFolderLocation(no window, 26)",
-                                              "SHGetPathFromIDListA", "GetWindowsDirectoryA(260)",
-                                              "list freed", "allocator released"));
-    const auto at = [this](const char* call)
-    { return std::find(m_shell.m_calls.begin(), m_shell.m_calls.end(), call) - m_shell.m_calls.begin(); };
-    EXPECT_LT(at("list freed"), at("allocator released"));
-}
-
-TEST_F(AppDataFolderTest, TakesTheWindowsFolderUnlessItDoesNotFit)
-{
-    m_shell.m_bPath = false;
-    m_shell.m_cchWindows = 259;
-    EXPECT_EQ(Folder(), L"Q:\\windir\\Mozilla");
-    m_shell.m_cchWindows = 260;
-    EXPECT_EQ(Folder(), L"failed");
-    m_shell.m_cchWindows = 261;
-    EXPECT_EQ(Folder(), L"failed");
-    EXPECT_THAT(m_shell.m_calls, testing::IsSupersetOf({"list freed", "allocator released"}));
-}
-
-TEST_F(AppDataFolderTest, TakesTheBufferAsItStandsWhenTheWindowsFolderIsUnknownToo)
-{
-    m_shell.m_bPath = false;
-    m_shell.m_windows = "";
-    m_shell.m_cchWindows = 0;
-    EXPECT_EQ(Folder(), L"Q:\\appdata\\Mozilla");
-    m_shell.m_bAllocator = false;
-    EXPECT_EQ(Folder(), L"\\Mozilla");
-    EXPECT_EQ(Folder(BROWSER_OTHER), L"");
-}
-
 class MozillaProfileTest : public testing::Test
 {
 protected:
@@ -302,6 +203,25 @@ TEST_F(MozillaProfileTest, SeesTheFirst16384BytesOnly)
     EXPECT_EQ(Below(), L"\\Mozilla\\firefox\\a\\prefs.js") << "a large file";
 }
 
+// Line ends count as one character, so that more than 16384 bytes of such a file can be seen.
+TEST_F(MozillaProfileTest, SeesTheFirst16384CharactersOfAFileWithCarriageReturns)
+{
+    const auto padded = [](size_t lines, size_t rest)
+    {
+        std::string text;
+        for (size_t line = 0; line < lines; ++line)
+        {
+            text += "#######\r\n";
+        }
+        return text + std::string(rest, '#') + "Path=a\r\n#\r\n";
+    };
+    // 2047 lines of eight characters leave room for eight more.
+    WriteIni(padded(2047, 1));
+    EXPECT_EQ(Below(), L"\\Mozilla\\firefox\\a\\prefs.js") << "its end is the last one that is seen";
+    WriteIni(padded(2047, 2));
+    EXPECT_EQ(Below(), kNoProfile) << "its end is the first one that is not seen";
+}
+
 TEST_F(MozillaProfileTest, FailsWithoutAFolderAndLeavesThePath)
 {
     m_shell.m_bPath = false;
@@ -312,12 +232,16 @@ TEST_F(MozillaProfileTest, FailsWithoutAFolderAndLeavesThePath)
     EXPECT_TRUE(g_opened.empty());
 }
 
-TEST_F(MozillaProfileTest, FailsWithoutMemoryForTheText)
+TEST_F(MozillaProfileTest, FailsWithoutMemoryForTheTextAndClosesTheFile)
 {
     WriteIni("Path=a\n");
-    const CRefusedMemory memory{16384, 16385, 16386};
-    EXPECT_EQ(Below(), L"failed");
-    EXPECT_EQ(memory.Refusals(), 1);
+    {
+        const CRefusedMemory memory{16384, 16385, 16386};
+        EXPECT_EQ(Below(), L"failed");
+        EXPECT_EQ(memory.Refusals(), 1);
+    }
+    EXPECT_TRUE(DeleteFileW((m_folder.Wide() + L"\\Mozilla\\firefox\\profiles.ini").c_str()))
+        << GetLastError();
 }
 
 // Windows file names hold what the code page has; the text of the file is taken in that code page.
