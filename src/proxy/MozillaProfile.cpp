@@ -104,7 +104,9 @@ BOOL CProxyInfo::GetMozillaProfile(CStringEx& prefsPath) const
         {
             return FALSE;
         }
-        file.Read(text.get(), kMaxIniBytes);
+        // Reading in text mode leaves more in the block than it counts: what line ends have shrunk by, and
+        // what follows an end-of-text character.
+        text[file.Read(text.get(), kMaxIniBytes)] = '\0';
         try
         {
             std::string profile;

@@ -222,6 +222,31 @@ TEST_F(MozillaProfileTest, SeesTheFirst16384CharactersOfAFileWithCarriageReturns
     EXPECT_EQ(Below(), kNoProfile) << "its end is the first one that is not seen";
 }
 
+TEST_F(MozillaProfileTest, SeesNothingBehindTheTextThatWasRead)
+{
+    struct Row
+    {
+        const char* label;
+        std::string ini;
+    };
+    std::string shrunk;
+    for (int line = 0; line < 10; ++line)
+    {
+        shrunk += "\r\n";
+    }
+    const Row rows[] = {
+        {"line ends that shrink, the last line without one", shrunk + "Path=a"},
+        {"an end-of-text character", "[General]\n\x1APath=a\n"},
+        {"an end-of-text character within the line", "Path=a\x1A\n"},
+        {"an end-of-text character behind line ends that shrink", shrunk + "Path=a\x1A\r\nPath=b\r\n"},
+    };
+    for (const Row& row : rows)
+    {
+        WriteIni(row.ini);
+        EXPECT_EQ(Below(), kNoProfile) << row.label;
+    }
+}
+
 TEST_F(MozillaProfileTest, FailsWithoutAFolderAndLeavesThePath)
 {
     m_shell.m_bPath = false;
