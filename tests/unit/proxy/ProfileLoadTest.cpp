@@ -115,7 +115,7 @@ TEST_F(ProfileLoadTest, ReadsFilesOfEverySize)
     }
 }
 
-TEST_F(ProfileLoadTest, StaysEmptyWithoutMemoryForTheText)
+TEST_F(ProfileLoadTest, StaysEmptyWithoutMemoryForTheTextAndClosesTheFile)
 {
     const std::string text = TextOf(50000);
     const std::string path = m_folder.Write("prefs.js", text).string();
@@ -126,6 +126,7 @@ TEST_F(ProfileLoadTest, StaysEmptyWithoutMemoryForTheText)
         EXPECT_EQ(memory.Refusals(), 1);
     }
     EXPECT_EQ(Lookup("first"), std::nullopt);
+    EXPECT_TRUE(DeleteFileW((m_folder.Wide() + L"\\prefs.js").c_str())) << GetLastError();
 }
 
 // A file may hold anything: no kind of text takes time that grows with the square of its length, which
