@@ -46,8 +46,9 @@ std::string ParseValue(const char* p, const char* lineEnd)
         return std::string();
     }
     constexpr char kClose[] = {')', ';'};
-    const char* const close = std::search(p, lineEnd, std::begin(kClose), std::end(kClose));
-    if (close == lineEnd)
+    // Its semicolon may stand at the line's end.
+    const char* const close = std::search(p, lineEnd + 1, std::begin(kClose), std::end(kClose));
+    if (close == lineEnd + 1)
     {
         return std::string();
     }
@@ -129,19 +130,24 @@ std::unique_ptr<PrefEntry> CProfile::ParseLine(const char* line, const char* lin
     {
         return nullptr;
     }
-    const char* const quote =
-        std::find_if(nameBegin, lineEnd, [](char ch) { return ch == '"' || ch == '\0'; });
-    if (quote == lineEnd || *quote == '\0')
+    // The blanks before the closing quote may reach beyond the line's end.
+    const char* nameEnd =
+        Skip(std::find_if(nameBegin, lineEnd, [](char ch) { return ch == '"' || ch == '\0'; }), ' ');
+    if (*nameEnd != '"')
     {
         return nullptr;
     }
-    const char* nameEnd = quote;
     while (nameEnd > nameBegin && nameEnd[-1] == ' ')
     {
         --nameEnd;
     }
+    if (nameEnd >= lineEnd)
+    {
+        return nullptr;
+    }
     auto entry = std::make_unique<PrefEntry>();
     entry->name.assign(nameBegin, nameEnd);
-    entry->value = ParseValue(SkipAround(quote + 1, ','), lineEnd);
+    // Intended: one on from the name's end, which is not its quote when blanks were dropped.
+    entry->value = ParseValue(SkipAround(nameEnd + 1, ','), lineEnd);
     return entry;
 }

@@ -108,11 +108,14 @@ TEST(ProfileLineTest, HasNoEntryWithoutAWholeName)
     });
 }
 
-TEST(ProfileLineTest, DropsBlanksBehindTheNameAndTakesTheValueFromBehindItsQuote)
+// The value is looked for right behind the name's last character, even where that is not its quote.
+TEST(ProfileLineTest, DropsBlanksBehindTheNameAndTakesTheValueFromBehindTheName)
 {
     ExpectRows({
-        {"one blank, a number", R"(user_pref("a ", 1);)", "a", "1"},
-        {"many blanks, a text", R"(user_pref("a     ", "b");)", "a", "b"},
+        {"one blank, a number", R"(user_pref("a ", 1);)", "a", ", 1"},
+        {"one blank, a text", R"(user_pref("a ", "b");)", "a", ", \"b"},
+        {"two blanks, a number", R"(user_pref("a  ", 1);)", "a", ", 1"},
+        {"many blanks, a text", R"(user_pref("a     ", "b");)", "a", ", \"b"},
         {"blanks within", R"(user_pref("a b", 1);)", "a b", "1"},
         {"no value", R"(user_pref("a  ");)", "a", ""},
         {"name and line end there", R"(user_pref("a  ")", "a", ""},
@@ -179,13 +182,31 @@ TEST(ProfileLineTest, LooksAtNothingBehindAnEndWithinTheLine)
 {
     const std::string text = R"(user_pref("a"   , "b");)";
     const char* const begin = text.c_str();
-    for (size_t length = 0; length < text.size(); ++length)
+    for (size_t length = 0; length <= text.size(); ++length)
     {
         SCOPED_TRACE(length);
         const std::unique_ptr<PrefEntry> entry = CProfile::ParseLine(begin, begin + length);
-        // Up to the name's closing quote there is no name, and without ");" there is no value.
+        // Up to the name's closing quote there is no name.
         ASSERT_EQ(entry != nullptr, length > 12);
-        if (entry != nullptr && length + 1 < text.size())
+        if (entry != nullptr)
+        {
+            EXPECT_EQ(entry->name, "a");
+            // What closes the value counts when it begins before the end.
+            EXPECT_EQ(entry->value, length + 1 < text.size() ? "" : "b");
+        }
+    }
+}
+
+TEST(ProfileLineTest, EndsANameWhoseBlanksReachBeyondTheEnd)
+{
+    const std::string text = R"(user_pref("a   ", 1);)";
+    const char* const begin = text.c_str();
+    for (const size_t length : {12u, 13u, 14u, 15u})
+    {
+        SCOPED_TRACE(length);
+        const std::unique_ptr<PrefEntry> entry = CProfile::ParseLine(begin, begin + length);
+        ASSERT_EQ(entry != nullptr, length > 12);
+        if (entry != nullptr)
         {
             EXPECT_EQ(entry->name, "a");
             EXPECT_EQ(entry->value, "");
