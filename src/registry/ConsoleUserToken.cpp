@@ -70,7 +70,10 @@ bool TakeShellToken(const EntryPoints& entry, DWORD dwProcessId, DWORD dwConsole
         return false;
     }
     wchar_t szPath[MAX_PATH] = {};
-    if (entry.pfnGetModuleFileNameEx(process.Get(), nullptr, szPath, MAX_PATH) == 0 || !IsShellPath(szPath))
+    const DWORD cchPath = entry.pfnGetModuleFileNameEx(process.Get(), nullptr, szPath, MAX_PATH);
+    // A path that does not fit fills the buffer, on some systems without a terminator.
+    szPath[MAX_PATH - 1] = L'\0';
+    if (cchPath == 0 || !IsShellPath(szPath))
     {
         return false;
     }

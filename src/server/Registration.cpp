@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 
+#include "base/ModulePath.h"
 #include "base/ScopedHandle.h"
 
 #define STRSAFE_NO_DEPRECATE
@@ -62,8 +63,9 @@ struct ClassNames
 HRESULT RegisterServer(HMODULE hModule, REFCLSID clsid, const wchar_t* pszFriendlyName,
                        const wchar_t* pszVersionIndependentProgId, const wchar_t* pszProgId)
 {
+    // Intended: what fits of a longer path is registered.
     wchar_t szModule[MAX_PATH] = {};
-    GetModuleFileNameW(hModule, szModule, MAX_PATH);
+    GetModulePath(hModule, szModule);
     const ClassNames names(clsid);
     if (!names.Known())
     {

@@ -2,6 +2,8 @@
 
 #include <shlwapi.h>
 
+#include "base/ModulePath.h"
+
 CDLLHandle::~CDLLHandle()
 {
     Free();
@@ -19,10 +21,10 @@ void CDLLHandle::Load(const wchar_t* name, HMODULE owner, int /*reserved*/)
     static_cast<void>(GetModuleHandleW(name));
 
     wchar_t szPath[MAX_PATH] = {};
-    const DWORD cch = GetModuleFileNameW(owner, szPath, MAX_PATH);
+    const bool bKnown = GetModulePath(owner, szPath);
     PathRemoveFileSpecW(szPath);
     // A path that is missing or cut off would name another folder, or none and so the search path.
-    const bool bOwnFolder = cch != 0 && cch < MAX_PATH && PathAppendW(szPath, name);
+    const bool bOwnFolder = bKnown && PathAppendW(szPath, name);
     Attach(bOwnFolder ? LoadLibraryW(szPath) : nullptr);
 }
 

@@ -95,10 +95,12 @@ struct CScriptedConsole::Platform
         const CScriptedProcess* const pProcess = g_pConsole->Find(hProcess);
         const wchar_t* const pszKnown = pProcess != nullptr ? pProcess->pszPath : nullptr;
         const std::wstring path = pszKnown != nullptr ? pszKnown : L"C:\\windows\\explorer.exe";
-        const DWORD length =
-            static_cast<DWORD>(path.size()) < cch ? static_cast<DWORD>(path.size()) : cch - 1;
-        path.copy(pszPath, length);
-        pszPath[length] = L'\0';
+        // A path that does not fit is cut as older systems do it, without a terminator.
+        const DWORD length = static_cast<DWORD>(path.copy(pszPath, cch));
+        if (length < cch)
+        {
+            pszPath[length] = L'\0';
+        }
         return pszKnown != nullptr ? length : 0;
     }
 

@@ -244,6 +244,35 @@ TEST_F(RegistrationTest, WritesNoFriendlyNameWhenThereIsNone)
     EXPECT_EQ(m_registry.log.at(1), L"close " + key);
 }
 
+std::wstring g_modulePath;
+
+// As older systems do it: a path that does not fit is cut without a terminator.
+DWORD WINAPI ScriptedModuleFileName(HMODULE, LPWSTR pszPath, DWORD cch)
+{
+    const size_t copied = g_modulePath.copy(pszPath, cch);
+    if (copied < cch)
+    {
+        pszPath[copied] = L'\0';
+    }
+    return static_cast<DWORD>(copied);
+}
+
+TEST_F(RegistrationTest, RegistersWhatFitsOfTheModulesPath)
+{
+    const CImportPatch path(m_hProgram, "GetModuleFileNameW", ScriptedModuleFileName);
+    for (const size_t length : {size_t{258}, size_t{259}, size_t{260}, size_t{3000}})
+    {
+        g_modulePath = L"C:\\" + std::wstring(length - 3, L'd');
+        m_registry.log.clear();
+        EXPECT_EQ(RegisterServer(m_hProgram, CLSID_HttpRaw, L"friendly", L"independent", L"prog"), S_OK);
+        const std::wstring fitting = g_modulePath.substr(0, 259);
+        EXPECT_EQ(m_registry.log.at(4),
+                  L"set CLSID\\{6F2A1C3E-5B7D-4E21-9A0C-3D8E47B1F5A2}\\InprocServer32 []=" + fitting + L" " +
+                      std::to_wstring(2 * fitting.size() + 1))
+            << length;
+    }
+}
+
 TEST_F(RegistrationTest, DeletesAKeyBehindItsSubkeys)
 {
     m_registry.subkeys[L"HKCR\\top"] = {L"a", L"b"};

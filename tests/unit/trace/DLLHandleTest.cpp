@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cwchar>
 #include <string>
 
 #include "unit/trace/LibraryScript.h"
@@ -163,6 +164,27 @@ TEST_F(DLLHandleTest, LoadsFromNowhereElseWhenTheOwnersPathIsTooLong)
     handle.Load(L"some.dll", CLibraryScript::Handle(3), 1);
     EXPECT_EQ(handle.Get(), nullptr);
     EXPECT_THAT(m_script.Calls(), ElementsAre(L"GetModuleHandleW some.dll", L"GetModuleFileNameW"));
+}
+
+size_t g_cchSplit = 0;
+
+BOOL WINAPI ScriptedRemoveFileSpec(LPWSTR pszPath)
+{
+    g_cchSplit = wcsnlen(pszPath, MAX_PATH);
+    return FALSE;
+}
+
+TEST_F(DLLHandleTest, EndsAPathThatFillsTheBuffer)
+{
+    const CImportPatch split(GetModuleHandleW(nullptr), "PathRemoveFileSpecW", ScriptedRemoveFileSpec);
+    for (const size_t length : {size_t{259}, size_t{260}, size_t{300}})
+    {
+        g_cchSplit = 0;
+        m_script.modulePath = L"C:\\" + std::wstring(length - 3, L'x');
+        CDLLHandle handle;
+        handle.Load(L"some.dll", CLibraryScript::Handle(3), 1);
+        EXPECT_EQ(g_cchSplit, 259u) << length;
+    }
 }
 
 TEST_F(DLLHandleTest, LoadsFromNowhereElseWhenTheLibrarysPathWouldBeTooLong)

@@ -66,8 +66,8 @@ private:
             buffer[path.size()] = L'\0';
             return static_cast<DWORD>(path.size());
         }
-        path.copy(buffer, cch - 1);
-        buffer[cch - 1] = L'\0';
+        // As older systems do, without a terminator.
+        path.copy(buffer, cch);
         SetLastError(ERROR_INSUFFICIENT_BUFFER);
         return cch;
     }
