@@ -9,19 +9,20 @@ bool EncodeURL(CStringEx& text)
 {
     int cb = 0;
     const std::unique_ptr<char[]> utf8 = NarrowCopy(CP_UTF8, text, &cb);
-    if (utf8 == nullptr || cb > (INT_MAX - 6) / 3)
+    if (utf8 == nullptr)
     {
         return false;
     }
     text.Empty();
-    const int cch = 3 * cb + 6;
-    wchar_t* to = text.GetBuffer(cch);
+    const bool bFits = cb <= (INT_MAX - 6) / 3;
+    wchar_t* to = bFits ? text.GetBuffer(3 * cb + 6) : nullptr;
     if (to == nullptr)
     {
         return false;
     }
     constexpr wchar_t kHexDigits[] = L"0123456789ABCDEF";
-    for (const char* from = utf8.get(); *from != '\0'; ++from)
+    const char* const end = utf8.get() + cb;
+    for (const char* from = utf8.get(); from + 1 < end; ++from)
     {
         const unsigned byte = static_cast<unsigned char>(*from);
         *to++ = L'%';

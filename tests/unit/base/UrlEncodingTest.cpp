@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -126,6 +127,8 @@ public:
 
     const std::vector<ConversionCall>& Calls() const { return m_calls; }
     void FailFrom(size_t call) { m_failFrom = call; }
+    // What the second conversion says that it has written; 0: the truth.
+    void Report(int cb) { m_cbReported = cb; }
 
 private:
     static int WINAPI Convert(UINT codePage, DWORD dwFlags, LPCWCH from, int cch, LPSTR to, int cb,
@@ -138,12 +141,14 @@ private:
             return 0;
         }
         const auto pfnOriginal = s_pThis->m_patch.Original<decltype(Convert)>();
-        return pfnOriginal(codePage, dwFlags, from, cch, to, cb, pDefault, pbDefaultUsed);
+        const int cbWritten = pfnOriginal(codePage, dwFlags, from, cch, to, cb, pDefault, pbDefaultUsed);
+        return s_pThis->m_calls.size() == 2 && s_pThis->m_cbReported != 0 ? s_pThis->m_cbReported : cbWritten;
     }
 
     static inline CConversionScript* s_pThis = nullptr;
     std::vector<ConversionCall> m_calls;
     size_t m_failFrom = 100;
+    int m_cbReported = 0;
     CImportPatch m_patch{GetModuleHandleW(nullptr), "WideCharToMultiByte", Convert};
 };
 
@@ -198,6 +203,29 @@ TEST_F(UrlEncodingTest, IsEmptyWhenTheConversionReportsNothing)
     EXPECT_STREQ(str.c_str(), L"");
     EXPECT_EQ(BlockLength(str), 6u + 1);
     EXPECT_FALSE(IsLocked(str));
+}
+
+// A text of two thirds of a gigabyte, without the memory for it: only its length is made up.
+TEST_F(UrlEncodingTest, IsEmptyWhenTheTextIsTooLongToBeEncoded)
+{
+    for (const int cb : {(INT_MAX - 6) / 3 + 1, INT_MAX})
+    {
+        CConversionScript script;
+        script.Report(cb);
+        CStringEx str(L"text");
+        EXPECT_FALSE(EncodeURL(str)) << cb;
+        EXPECT_EQ(BlockLength(str), 0u) << "\"" << str.c_str() << "\" stays, " << cb;
+    }
+}
+
+TEST_F(UrlEncodingTest, EncodesNoMoreThanTheConversionReports)
+{
+    CConversionScript script;
+    script.Report(2);
+    CStringEx str(L"a long text");
+    EXPECT_TRUE(EncodeURL(str));
+    EXPECT_STREQ(str.c_str(), L"%61");
+    EXPECT_EQ(BlockLength(str), 3u * 2 + 6 + 1);
 }
 
 std::chrono::nanoseconds ShortestTimeFor(size_t length)
