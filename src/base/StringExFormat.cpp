@@ -67,7 +67,7 @@ public:
         {
             if (*m_p != L'%' || *++m_p == L'%')
             {
-                ++total;
+                total = AddWrapping(total, 1);
                 ++m_p;
                 continue;
             }

@@ -222,6 +222,10 @@ TEST(StringExFormatLengthTest, LeavesTheListAsItWas)
 TEST(StringExFormatLengthTest, GivesNoEstimateForAWidthThatRunsOver)
 {
     EXPECT_LE(Estimate(L"%*d", INT_MAX, 5), 0);
+    EXPECT_LE(Estimate(L"%*dx", INT_MAX, 5), 0) << "a plain character behind it";
+    EXPECT_LE(Estimate(L"%*d%%", INT_MAX, 5), 0) << "a percent sign behind it";
+    EXPECT_LE(Estimate(L"x%*d", INT_MAX, 5), 0) << "a plain character before it";
+    EXPECT_LE(Estimate(L"%#*d", INT_MAX, 5), 0) << "a flag that adds to it";
 }
 
 }  // namespace
