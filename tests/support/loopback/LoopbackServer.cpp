@@ -116,6 +116,19 @@ std::vector<CLoopbackRequest> CLoopbackServer::Requests() const
     return m_requests;
 }
 
+std::vector<std::string> CLoopbackServer::BodiesFor(std::string_view target) const
+{
+    std::vector<std::string> bodies;
+    for (const CLoopbackRequest& request : Requests())
+    {
+        if (request.strTarget == target)
+        {
+            bodies.push_back(request.strBody);
+        }
+    }
+    return bodies;
+}
+
 bool CLoopbackServer::AwaitRequests(size_t count, DWORD dwMilliseconds) const
 {
     const CExclusiveLock lock(m_lock);

@@ -38,6 +38,8 @@ public:
     std::wstring Url(std::wstring_view target) const;
 
     std::vector<CLoopbackRequest> Requests() const;
+    // The bodies of those for that target.
+    std::vector<std::string> BodiesFor(std::string_view target) const;
     // False when fewer have arrived in that time.
     bool AwaitRequests(size_t count, DWORD dwMilliseconds) const;
 
