@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 class CVarAdapter
 {
@@ -15,7 +16,8 @@ public:
     explicit CVarAdapter(const void* value);
     virtual ~CVarAdapter() = default;
 
-    const std::string& Text() const { return m_strText; }
+    const std::string& Text() const& { return m_strText; }
+    std::string Text() && { return std::move(m_strText); }
 
 private:
     std::string m_strText;

@@ -90,6 +90,42 @@ TEST_F(AutoFunTraceTest, RaisesTheComErrorWhenAWideNameFindsNoMemory)
     EXPECT_EQ(m_recorder.Text(), "");
 }
 
+// Whichever allocation of a wide name fails, the COM error is all that a caller has to expect. The records
+// of a name that was converted may be lost.
+TEST_F(AutoFunTraceTest, RaisesNothingButTheComErrorForAWideName)
+{
+    TraceVars(2, "m", static_cast<const TraceVarPair*>(nullptr));
+    unsigned raised = 0;
+    unsigned failing = 1;
+    for (bool bFailed = true; bFailed; ++failing)
+    {
+        m_recorder.Forget();
+        bool bOther = false;
+        HRESULT hr = S_OK;
+        {
+            const CFailingHeap heap(failing, 1);
+            try
+            {
+                const CAutoFunTrace trace(L"a name that needs a block of its own");
+            }
+            catch (const _com_error& error)
+            {
+                hr = error.Error();
+            }
+            catch (...)
+            {
+                bOther = true;
+            }
+            bFailed = heap.Requests() >= failing;
+        }
+        EXPECT_FALSE(bOther) << "allocation " << failing;
+        EXPECT_TRUE(hr == S_OK || hr == E_OUTOFMEMORY) << "allocation " << failing << " gives " << hr;
+        raised += hr == E_OUTOFMEMORY ? 1 : 0;
+    }
+    EXPECT_EQ(raised, 2u) << "the converted text, and the name";
+    EXPECT_GT(failing, 4u) << "the records were tried too";
+}
+
 TEST_F(AutoFunTraceTest, RaisesNothingWhenANarrowNameFindsNoMemory)
 {
     // The first record finds the export; the recorder must not allocate for that below.
