@@ -1,5 +1,6 @@
 #include "base/TextConversion.h"
 
+#include <climits>
 #include <new>
 
 std::unique_ptr<char[]> NarrowCopy(UINT codePage, const wchar_t* text, int* pcb)
@@ -37,6 +38,21 @@ std::unique_ptr<wchar_t[]> WideCopy(UINT codePage, const char* text, int cb, int
     if (pcch != nullptr)
     {
         *pcch = cch;
+    }
+    return copy;
+}
+
+std::unique_ptr<wchar_t[]> WideCopyAtOnce(UINT codePage, const char* text, DWORD cb)
+{
+    std::unique_ptr<wchar_t[]> copy;
+    if (cb < INT_MAX)
+    {
+        copy.reset(new (std::nothrow) wchar_t[size_t{cb} + 1]);
+    }
+    if (copy != nullptr &&
+        MultiByteToWideChar(codePage, 0, text, -1, copy.get(), static_cast<int>(cb) + 1) == 0)
+    {
+        copy.reset();
     }
     return copy;
 }

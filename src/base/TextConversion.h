@@ -14,3 +14,7 @@ std::unique_ptr<char[]> NarrowCopy(UINT codePage, const wchar_t* text, int* pcb 
 // The same from text (not null), of which the first cb bytes are taken, or all up to the terminator for a cb
 // of -1. *pcch is the number of characters, the terminator included only for a cb of -1.
 std::unique_ptr<wchar_t[]> WideCopy(UINT codePage, const char* text, int cb, int* pcch = nullptr);
+
+// The same from text (not null) that ends within its first cb bytes or right behind them, in one pass, at the
+// price of a block with room for a character a byte.
+std::unique_ptr<wchar_t[]> WideCopyAtOnce(UINT codePage, const char* text, DWORD cb);

@@ -2,11 +2,10 @@
 
 #include <comdef.h>
 
-#include <climits>
 #include <cstdlib>
 #include <memory>
-#include <new>
 
+#include "base/TextConversion.h"
 #include "trace/AutoFunTrace.h"
 #include "trace/Trace.h"
 
@@ -29,24 +28,6 @@ struct BstrDeleter
     void operator()(OLECHAR* bstr) const { SysFreeString(bstr); }
 };
 using UniqueBstr = std::unique_ptr<OLECHAR, BstrDeleter>;
-
-// The text of cb bytes of UTF-8 with a terminator behind them, up to the first NUL. It has at most as many
-// characters, so that one pass makes it. Null when it could not be made.
-std::unique_ptr<wchar_t[]> DecodeUTF8(const BYTE* pBytes, DWORD cb)
-{
-    std::unique_ptr<wchar_t[]> text;
-    if (cb < INT_MAX)
-    {
-        const int cch = static_cast<int>(cb) + 1;
-        text.reset(new (std::nothrow) wchar_t[static_cast<size_t>(cch)]);
-        if (text != nullptr &&
-            MultiByteToWideChar(CP_UTF8, 0, reinterpret_cast<const char*>(pBytes), -1, text.get(), cch) == 0)
-        {
-            text.reset();
-        }
-    }
-    return text;
-}
 
 }  // namespace
 
@@ -176,7 +157,8 @@ HRESULT CHttpRequest::GetResponse(BSTR* pbstrResponse) const
     {
         return E_FAIL;
     }
-    const UniqueBstr bstrText(SysAllocString(DecodeUTF8(m_pData, m_dwDataLen).get()));
+    const UniqueBstr bstrText(
+        SysAllocString(WideCopyAtOnce(CP_UTF8, reinterpret_cast<const char*>(m_pData), m_dwDataLen).get()));
     if (bstrText == nullptr)
     {
         _com_issue_error(E_OUTOFMEMORY);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 
+#include "base/TextConversion.h"
 #include "request/HttpRequest.h"
 #include "trace/AutoFunTrace.h"
 #include "trace/Trace.h"
@@ -36,47 +37,6 @@ std::unique_ptr<wchar_t[]> MakeObjectName(const URL_COMPONENTSW& uc)
     }
     return name;
 }
-
-// Form data as it goes over the wire. No data, or data that cannot be converted, makes no body.
-class CRequestBody
-{
-public:
-    // False when there is no memory.
-    bool Convert(const wchar_t* lpszPostData)
-    {
-        if (lpszPostData == nullptr || *lpszPostData == L'\0')
-        {
-            return true;
-        }
-        const int cb = WideCharToMultiByte(CP_UTF8, 0, lpszPostData, -1, nullptr, 0, nullptr, nullptr);
-        if (cb <= 0)
-        {
-            return true;
-        }
-        const size_t cbBlock = static_cast<size_t>(cb);
-        m_bytes.reset(new (std::nothrow) char[cbBlock]());
-        if (m_bytes == nullptr)
-        {
-            return false;
-        }
-        const int cbConverted =
-            WideCharToMultiByte(CP_UTF8, 0, lpszPostData, -1, m_bytes.get(), cb, nullptr, nullptr);
-        if (cbConverted <= 0)
-        {
-            m_bytes.reset();
-            return true;
-        }
-        m_dwLength = static_cast<DWORD>(cbConverted - 1);  // without the terminator
-        return true;
-    }
-
-    void* Bytes() const { return m_bytes.get(); }
-    DWORD Length() const { return m_dwLength; }
-
-private:
-    std::unique_ptr<char[]> m_bytes;
-    DWORD m_dwLength = 0;
-};
 
 }  // namespace
 
@@ -160,17 +120,25 @@ void CHttpRequest::ApplyTimeouts() const
 SendResult CHttpRequest::SendRequest(const wchar_t* lpszPostData)
 {
     const CAutoFunTrace trace("CHttpRequest::SendRequest");
-    CRequestBody body;
-    if (!body.Convert(lpszPostData))
+    // No data, or data that cannot be converted, makes no body.
+    int cb = 0;
+    std::unique_ptr<char[]> body;
+    if (lpszPostData != nullptr && *lpszPostData != L'\0')
     {
-        UpdateRequestStatus(REQ_STATUS_FAILED);
+        body = NarrowCopy(CP_UTF8, lpszPostData, &cb);
+    }
+    if (body == nullptr && cb > 0)
+    {
+        UpdateRequestStatus(REQ_STATUS_FAILED);  // there is no memory
         return SEND_STOP;
     }
+    void* const pBody = cb > 0 ? body.get() : nullptr;
+    const DWORD dwLength = cb > 0 ? static_cast<DWORD>(cb) - 1 : 0;  // without the terminator
 
     SendResult result = SEND_STOP;
     for (int sends = 0; sends < kMaxSends; ++sends)
     {
-        if (m_hRequest.Call(HttpSendRequestW, kContentType, kContentTypeLength, body.Bytes(), body.Length()))
+        if (m_hRequest.Call(HttpSendRequestW, kContentType, kContentTypeLength, pBody, dwLength))
         {
             TraceText(kTraceProgress, L"Http request sent out here.");
             if (m_hRequest.IsAbandoned())

@@ -98,4 +98,34 @@ TEST_F(TextConversionTest, GivesAnEmptyTextWhenOnlyTheConversionItselfFails)
     EXPECT_EQ(cb, 0);
 }
 
+TEST(TextConversionTest, WideCopyAtOnceTakesTheTextUpToItsEnd)
+{
+    struct Row
+    {
+        const char* label;
+        const char* text;
+        DWORD cb;
+        const wchar_t* expected;  // null: there is no copy
+    };
+    const Row rows[] = {
+        {"empty", "", 0, L""},
+        {"plain", "text", 4, L"text"},
+        {"fewer characters than bytes", "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z", 11,
+         L"a\u00E4\u20AC\xD83D\xDE00z"},
+        {"not UTF-8", "\xFF\xFF", 2, L"\uFFFD\uFFFD"},
+        {"ends before its size", "ab\0cd", 5, L"ab"},
+        {"longer than its size", "abc", 2, nullptr},
+        {"a size that no call takes", "abc", 0x7FFFFFFF, nullptr},
+    };
+    for (const Row& row : rows)
+    {
+        const std::unique_ptr<wchar_t[]> copy = WideCopyAtOnce(CP_UTF8, row.text, row.cb);
+        EXPECT_EQ(copy == nullptr, row.expected == nullptr) << row.label;
+        if (copy != nullptr && row.expected != nullptr)
+        {
+            EXPECT_STREQ(copy.get(), row.expected) << row.label;
+        }
+    }
+}
+
 }  // namespace
