@@ -2,6 +2,7 @@
 // from one send of an object to the next.
 #include "module/HttpRawTest.h"
 #include "request/HttpRequest.h"
+#include "support/FailingHeap.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -172,12 +173,13 @@ TEST_F(HttpRawSendTest, ThreadThatCannotBeStartedIsAStatusNotAResult)
 
 TEST_F(HttpRawSendTest, NoMemoryForTheRequestIsAnError)
 {
-    m_system.RefuseMemory(sizeof(CHttpRequest), sizeof(CHttpRequest));
-    EXPECT_EQ(StartPost(), E_FAIL);
+    {
+        const CFailingHeap memory({sizeof(CHttpRequest)}, m_pModule->Handle());
+        EXPECT_EQ(StartPost(), E_FAIL);
+    }
     EXPECT_EQ(Status(), 1u);
     EXPECT_THAT(TracedErrors(), ElementsAre("8| Out of memory,\n"));
     EXPECT_THAT(m_journal.Texts(CALL_THREAD), IsEmpty());
-    m_system.RefuseMemory(1, 0);
     EXPECT_EQ(Post(), S_OK);
     EXPECT_EQ(Status(), 9u);
 }
@@ -190,8 +192,7 @@ TEST_F(HttpRawSendTest, NoMemoryForUrlOrDataIsAnErrorAndSendsNothing)
     {
         SCOPED_TRACE(testing::Message() << "text of " << length << " characters");
         ClearJournal();
-        const size_t cb = (length + 1) * sizeof(wchar_t);
-        m_system.RefuseMemory(cb, cb);
+        const CFailingHeap memory({(length + 1) * sizeof(wchar_t)}, m_pModule->Handle());
         EXPECT_EQ(StartPost(url.c_str(), data.c_str()), E_FAIL);
         EXPECT_THAT(TracedErrors(), ElementsAre("8| Out of memory,\n"));
         EXPECT_THAT(m_journal.Texts(CALL_THREAD), IsEmpty());

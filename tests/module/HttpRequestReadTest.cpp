@@ -1,5 +1,6 @@
 // Reading the answer into memory, and taking it from there.
 #include "module/HttpRawTest.h"
+#include "support/FailingHeap.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -68,8 +69,9 @@ TEST_F(HttpRequestReadTest, BodiesAroundTheChunkSize)
 TEST_F(HttpRequestReadTest, GrowsTheBlockByExactlyWhatWasRead)
 {
     m_winInet.m_reads.Then({Pattern(20000)}).Then({"abc"});
+    const CFailingHeap memory({}, m_pModule->Handle());
     Post();
-    EXPECT_THAT(m_system.Growths(), ElementsAre(16385u, 20001u, 20004u));
+    EXPECT_THAT(memory.Growths(), ElementsAre(16385u, 20001u, 20004u));
 }
 
 TEST_F(HttpRequestReadTest, DecodesUtf8AcrossPieces)
@@ -221,8 +223,8 @@ TEST_F(HttpRequestReadTest, NextExchangeIsNotStoppedByTheLast)
 
 TEST_F(HttpRequestReadTest, AnswerThatFindsNoMemoryFails)
 {
-    m_system.RefuseGrowth();
-    m_winInet.m_reads.Then({"one"});
+    m_winInet.m_reads.Then({Pattern(12345)});
+    const CFailingHeap memory({12346}, m_pModule->Handle());
     Post();
     EXPECT_EQ(Status(), 2u);
     EXPECT_EQ(ResponseResult(), E_FAIL);

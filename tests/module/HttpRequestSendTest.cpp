@@ -1,5 +1,6 @@
 // Sending on an open request: body, resends, and errors that read as none.
 #include "module/HttpRawTest.h"
+#include "support/FailingHeap.h"
 
 using testing::Each;
 using testing::ElementsAre;
@@ -72,7 +73,7 @@ TEST_F(HttpRequestSendTest, FailureWithoutErrorCodeAfterAResendLeavesTheStatusTo
 TEST_F(HttpRequestSendTest, FailsSilentlyWithoutMemoryForTheBody)
 {
     const std::wstring data(777, L'd');
-    m_system.RefuseMemory(778, 778);  // with the terminator
+    const CFailingHeap memory({778}, m_pModule->Handle());  // with the terminator
     Post(L"http://127.0.0.1/p", data.c_str());
     EXPECT_EQ(Status(), 2u);
     EXPECT_THAT(Opens(), SizeIs(1));

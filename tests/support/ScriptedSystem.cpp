@@ -2,8 +2,6 @@
 
 #include <process.h>
 
-#include <cstdlib>
-
 #include "support/CallText.h"
 #include "support/WindowNames.h"
 
@@ -117,16 +115,6 @@ HMODULE WINAPI ScriptedGetModuleHandle(LPCWSTR name)
     return g_pSystem->FindModule(name);
 }
 
-void* __cdecl ScriptedMalloc(size_t size)
-{
-    return g_pSystem->Allocate(size);
-}
-
-void* __cdecl ScriptedRealloc(void* block, size_t size)
-{
-    return g_pSystem->Grow(block, size);
-}
-
 void __stdcall TraceExport(unsigned long level, unsigned long second, unsigned long third, const char* text)
 {
     g_pSystem->AddTrace(level, second, third, text);
@@ -166,8 +154,6 @@ void CScriptedSystem::Attach(CBuiltModule& module)
     module.Patch("FreeLibrary", ScriptedFreeLibrary);
     module.Patch("GetProcAddress", ScriptedGetProcAddress);
     module.Patch("GetModuleHandleW", ScriptedGetModuleHandle);
-    module.Patch("malloc", ScriptedMalloc);
-    module.Patch("realloc", ScriptedRealloc);
 }
 
 void CScriptedSystem::LetGo()
@@ -201,18 +187,6 @@ std::string CScriptedSystem::FileContent() const
 {
     const std::lock_guard lock(m_mutex);
     return m_content;
-}
-
-std::vector<size_t> CScriptedSystem::Growths() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_growths;
-}
-
-void CScriptedSystem::RefuseMemory(size_t first, size_t last)
-{
-    m_cbRefusedFirst = first;
-    m_cbRefusedLast = last;
 }
 
 uintptr_t CScriptedSystem::StartThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*),
@@ -363,20 +337,6 @@ HMODULE CScriptedSystem::FindModule(const wchar_t* name)
         m_journal.Add(CALL_LIBRARY, CallText("GetModuleHandleW", {Quoted(name)}));
     }
     return GetModuleHandleW(name);
-}
-
-void* CScriptedSystem::Allocate(size_t size)
-{
-    return size >= m_cbRefusedFirst && size <= m_cbRefusedLast ? nullptr : std::malloc(size);
-}
-
-void* CScriptedSystem::Grow(void* block, size_t size)
-{
-    {
-        const std::lock_guard lock(m_mutex);
-        m_growths.push_back(size);
-    }
-    return m_bGrowthRefused ? nullptr : std::realloc(block, size);
 }
 
 void CScriptedSystem::AddTrace(unsigned long level, unsigned long second, unsigned long third,

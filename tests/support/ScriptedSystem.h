@@ -1,5 +1,5 @@
 // The rest of the platform as a test scripts it: the tick counter, the start of threads, the download
-// file, windows, memory, and the trace library. Calls go to the journal; what the product asks for beside
+// file, windows, and the trace library. Calls go to the journal; what the product asks for beside
 // these goes to the platform itself.
 #pragma once
 
@@ -54,12 +54,6 @@ public:
     // Windows that exist, by number.
     std::set<int> m_windows;
 
-    // Memory. Blocks of sizes from first to last are refused to the module.
-    void RefuseMemory(size_t first, size_t last);
-    void RefuseGrowth() { m_bGrowthRefused = true; }
-    // The sizes that the module has asked realloc for.
-    std::vector<size_t> Growths() const;
-
     // The trace library.
     bool m_bTraceLibrary = true;
     CScript<bool> m_traceExports{true};
@@ -80,8 +74,6 @@ public:
     BOOL FreeAnyLibrary(HMODULE hModule);
     FARPROC FindExport(HMODULE hModule, const char* name);
     HMODULE FindModule(const wchar_t* name);
-    void* Allocate(size_t size);
-    void* Grow(void* block, size_t size);
     void AddTrace(unsigned long level, unsigned long second, unsigned long third, const char* text);
 
 private:
@@ -91,10 +83,6 @@ private:
     std::vector<std::shared_ptr<CGate>> m_gates;
     void* m_pWorker = nullptr;
     std::string m_content;
-    std::vector<size_t> m_growths;
     std::atomic<bool> m_bFileOpen{false};
-    std::atomic<size_t> m_cbRefusedFirst{1};
-    std::atomic<size_t> m_cbRefusedLast{0};
-    std::atomic<bool> m_bGrowthRefused{false};
     std::atomic<bool> m_bTraceLoaded{false};
 };

@@ -7,7 +7,7 @@
 #include <winternl.h>
 
 #include "module/com/ServerModule.h"
-#include "unit/server/FailingMalloc.h"
+#include "support/FailingHeap.h"
 #include "unit/server/Vtable.h"
 
 namespace
@@ -107,13 +107,14 @@ TEST_F(ComServerTest, SaysOutOfMemory)
 {
     IClassFactory* pFactory = m_module.CreateFactory();
     {
-        CFailingMalloc memory(m_module.Handle());
-        memory.FailNext();
+        const CFailingHeap memory(1, 1, m_module.Handle());
         EXPECT_EQ(m_module.GetClassObject(CLSID_HttpRaw, IID_IClassFactory, &m_pResult), E_OUTOFMEMORY);
-        EXPECT_TRUE(memory.HasFailed());
-        memory.FailNext();
+        EXPECT_EQ(memory.Refusals(), 1);
+    }
+    {
+        const CFailingHeap memory(1, 1, m_module.Handle());
         EXPECT_EQ(pFactory->CreateInstance(nullptr, IID_IHttpRaw, &m_pResult), E_OUTOFMEMORY);
-        EXPECT_TRUE(memory.HasFailed());
+        EXPECT_EQ(memory.Refusals(), 1);
     }
     EXPECT_EQ(m_pResult, &m_sentinel);
     pFactory->Release();

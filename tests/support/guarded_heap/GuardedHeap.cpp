@@ -14,6 +14,8 @@ namespace
 
 constexpr size_t kPage = 4096;
 constexpr size_t kArenaSize = size_t{1} << 36;
+[[maybe_unused]] const bool g_bAsks = CFailingHeap::UseOperators();
+
 constexpr std::uint64_t kMark = 0x6b76487474704775;
 
 // Stands right before the block, unaligned; the mark shows an underrun when the block is released.
@@ -26,11 +28,6 @@ struct Header
 std::atomic<size_t> g_liveArrays{0};
 std::atomic<size_t> g_liveObjects{0};
 std::atomic<size_t> g_arenaUsed{0};
-
-std::atomic<bool> g_bFailing{false};
-std::atomic<unsigned> g_requests{0};
-unsigned g_firstToFail = 0;
-unsigned g_countToFail = 0;
 
 [[noreturn]] void End(const char* pszReason)
 {
@@ -55,16 +52,6 @@ bool IsInArena(const void* block)
     return reinterpret_cast<std::uintptr_t>(block) - Arena() < kArenaSize;
 }
 
-bool MayAllocate()
-{
-    if (!g_bFailing)
-    {
-        return true;
-    }
-    const unsigned request = ++g_requests;
-    return request < g_firstToFail || request - g_firstToFail >= g_countToFail;
-}
-
 size_t PagesFor(size_t size)
 {
     return (size + sizeof(Header) + kPage - 1) / kPage;
@@ -79,7 +66,7 @@ Header ReadHeader(const void* block)
 
 void* AllocateArray(size_t size)
 {
-    if (!MayAllocate() || size > kArenaSize / 4)
+    if (CFailingHeap::Refuses(size) || size > kArenaSize / 4)
     {
         return nullptr;
     }
@@ -129,7 +116,7 @@ void ReleaseArray(void* block) noexcept
 
 void* AllocateObject(size_t size)
 {
-    void* block = MayAllocate() ? std::malloc(size != 0 ? size : 1) : nullptr;
+    void* block = CFailingHeap::Refuses(size) ? nullptr : std::malloc(size != 0 ? size : 1);
     if (block != nullptr)
     {
         ++g_liveObjects;
@@ -181,24 +168,6 @@ size_t CGuardedHeap::SizeOf(const void* array)
         return 0;
     }
     return ReadHeader(array).size;
-}
-
-CFailingHeap::CFailingHeap(unsigned first, unsigned count)
-{
-    g_firstToFail = first;
-    g_countToFail = count;
-    g_requests = 0;
-    g_bFailing = true;
-}
-
-CFailingHeap::~CFailingHeap()
-{
-    g_bFailing = false;
-}
-
-unsigned CFailingHeap::Requests() const
-{
-    return g_requests;
 }
 
 void* operator new(size_t size)

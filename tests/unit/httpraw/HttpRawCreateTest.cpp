@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "httpraw/HttpRaw.h"
-#include "unit/server/FailingMalloc.h"
+#include "support/FailingHeap.h"
 #include "unit/server/Vtable.h"
 
 namespace
@@ -37,10 +37,9 @@ TEST_F(HttpRawCreateTest, RefusesToBeAggregated)
 
 TEST_F(HttpRawCreateTest, StoresNullAndSucceedsWithoutMemory)
 {
-    CFailingMalloc memory(GetModuleHandleW(nullptr));
-    memory.FailNext();
+    const CFailingHeap memory(1, 1);
     EXPECT_EQ(CHttpRaw::CreateInstance(nullptr, &m_pComponent), S_OK);
-    EXPECT_TRUE(memory.HasFailed());
+    EXPECT_EQ(memory.Refusals(), 1);
     EXPECT_EQ(m_pComponent, nullptr);
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "support/FailingHeap.h"
 #include "support/ImportPatch.h"
 #include "support/RecordedTrace.h"
 #include "support/ReportedVersion.h"
@@ -12,7 +13,6 @@
 #include "support/TempFolder.h"
 #include "support/TestHive.h"
 #include "unit/proxy/RecordedRegistry.h"
-#include "unit/proxy/RefusedMemory.h"
 
 namespace
 {
@@ -290,7 +290,7 @@ TEST_F(OldDefaultBrowserTest, TellsThatThePathIsEmpty)
     m_classes.SetText(L"", L"", L"C:\\firefox.exe");
     g_pszLong = L"C:\\firefox.exe";
     {
-        const CRefusedMemory memory{sizeof(kHttpCommand)};
+        const CFailingHeap memory{sizeof(kHttpCommand)};
         EXPECT_EQ(Browser(), 0u);
         EXPECT_EQ(memory.Refusals(), 1);
     }

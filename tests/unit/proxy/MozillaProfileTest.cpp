@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "proxy/ProxyInfo.h"
+#include "support/FailingHeap.h"
 #include "support/ImportPatch.h"
 #include "support/ScriptedShell.h"
 #include "support/TempFolder.h"
-#include "unit/proxy/RefusedMemory.h"
 
 namespace
 {
@@ -85,7 +85,7 @@ TEST(WideToAnsiTest, CopiesIntoTheAnsiCodePage)
 
 TEST(WideToAnsiTest, IsNullWithoutMemory)
 {
-    const CRefusedMemory memory{3001};
+    const CFailingHeap memory{3001};
     EXPECT_EQ(CProxyInfo::WideToAnsi(std::wstring(3000, L'x').c_str()), nullptr);
     EXPECT_EQ(memory.Refusals(), 1);
 }
@@ -261,7 +261,7 @@ TEST_F(MozillaProfileTest, FailsWithoutMemoryForTheTextAndClosesTheFile)
 {
     WriteIni("Path=a\n");
     {
-        const CRefusedMemory memory{16384, 16385, 16386};
+        const CFailingHeap memory{16384, 16385, 16386};
         EXPECT_EQ(Below(), L"failed");
         EXPECT_EQ(memory.Refusals(), 1);
     }
@@ -285,7 +285,7 @@ TEST_F(MozillaProfileTest, TellsTheDebuggerWhenThereIsNoMemoryForTheValue)
     std::wstring below;
     {
         // The value's wide text, and the empty text that stands in for it.
-        const CRefusedMemory memory{(length + 1) * sizeof(wchar_t), sizeof(wchar_t)};
+        const CFailingHeap memory{(length + 1) * sizeof(wchar_t), sizeof(wchar_t)};
         CStringEx path;
         EXPECT_EQ(m_info.GetMozillaProfile(path), 1);
         EXPECT_EQ(memory.Refusals(), 2);

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "proxy/Profile.h"
+#include "support/FailingHeap.h"
 #include "support/ImportPatch.h"
 #include "support/TempFolder.h"
-#include "unit/proxy/RefusedMemory.h"
 
 namespace
 {
@@ -121,7 +121,7 @@ TEST_F(ProfileLoadTest, StaysEmptyWithoutMemoryForTheTextAndClosesTheFile)
     const std::string path = m_folder.Write("prefs.js", text).string();
     {
         // The text, with the terminator of the string that holds it.
-        const CRefusedMemory memory{50000, 50001, 50002};
+        const CFailingHeap memory{50000, 50001, 50002};
         EXPECT_EQ(m_profile.Load(path.c_str()), 1);
         EXPECT_EQ(memory.Refusals(), 1);
     }

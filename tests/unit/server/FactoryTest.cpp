@@ -7,7 +7,7 @@
 
 #include "kvHttp/HttpRaw.h"
 #include "server/ComponentTable.h"
-#include "unit/server/FailingMalloc.h"
+#include "support/FailingHeap.h"
 #include "unit/server/Vtable.h"
 
 namespace
@@ -242,10 +242,9 @@ TEST(GetClassObjectTest, SaysOutOfMemoryWhenThereIsNoneForTheFactory)
 {
     int sentinel = 0;
     void* pResult = &sentinel;
-    CFailingMalloc memory(GetModuleHandleW(nullptr));
-    memory.FailNext();
+    const CFailingHeap memory(1, 1);
     EXPECT_EQ(GetClassObject(CLSID_HttpRaw, IID_IClassFactory, &pResult), E_OUTOFMEMORY);
-    EXPECT_TRUE(memory.HasFailed());
+    EXPECT_EQ(memory.Refusals(), 1);
     EXPECT_EQ(pResult, &sentinel);
 }
 

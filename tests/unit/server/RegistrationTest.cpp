@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "kvHttp/HttpRaw.h"
+#include "support/FailingHeap.h"
 #include "support/ImportPatch.h"
-#include "unit/server/FailingMalloc.h"
 
 namespace
 {
@@ -216,11 +216,10 @@ TEST_F(RegistrationTest, SetsTheThreadingModelWithItsWholeTerminator)
 
 TEST_F(RegistrationTest, DoesWithoutTheThreadingModelWhenThereIsNoMemoryForItsName)
 {
-    CFailingMalloc memory(m_hProgram);
-    memory.FailNext();
+    const CFailingHeap memory(1, 1);
     EXPECT_FALSE(SetThreadingModel(L"Key"));
-    EXPECT_TRUE(memory.HasFailed());
-    EXPECT_EQ(memory.FailedSize(), (3 + 14 + 2) * sizeof(wchar_t));
+    EXPECT_EQ(memory.Refusals(), 1);
+    EXPECT_EQ(memory.RefusedSize(), (3 + 14 + 2) * sizeof(wchar_t));
     EXPECT_THAT(m_registry.log, IsEmpty());
 }
 
