@@ -13,14 +13,15 @@ HttpRawTest::~HttpRawTest()
     EXPECT_THAT(m_winInet.OpenHandles(), testing::IsEmpty());
     EXPECT_THAT(m_winInet.Faults(), testing::IsEmpty());
     EXPECT_FALSE(m_system.IsFileOpen());
-    EXPECT_FALSE(m_system.IsTraceLibraryLoaded());
+    EXPECT_FALSE(m_trace.IsLoaded());
 }
 
 std::unique_ptr<CBuiltModule> HttpRawTest::Load()
 {
     auto pModule = std::make_unique<CBuiltModule>();
-    m_winInet.Attach(*pModule);
-    m_system.Attach(*pModule);
+    m_winInet.Attach(pModule->Imports());
+    m_system.Attach(pModule->Imports());
+    m_trace.Attach(pModule->Imports());
     return pModule;
 }
 

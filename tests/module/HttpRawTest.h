@@ -13,6 +13,7 @@
 #include "support/Gate.h"
 #include "support/Hold.h"
 #include "support/Journal.h"
+#include "support/RecordedTrace.h"
 #include "support/ScriptedSystem.h"
 #include "support/ScriptedWinInet.h"
 #include "support/WindowNames.h"
@@ -73,6 +74,7 @@ protected:
     CJournal m_journal;
     CScriptedWinInet m_winInet{m_journal};
     CScriptedSystem m_system{m_journal};
+    CRecordedTrace m_trace{m_journal};
     std::unique_ptr<CBuiltModule> m_pModule;
     IHttpRaw* m_pHttpRaw = nullptr;
 };

@@ -69,11 +69,11 @@ TEST_F(TraceLibraryTest, IsFreedWhenTheModuleIsUnloaded)
 
 TEST_F(TraceLibraryTest, MissingLibraryDropsAllRecordsAndIsNotLookedForAgain)
 {
-    m_system.m_bTraceLibrary = false;
+    m_trace.m_bFound = false;
     m_winInet.m_reads.Then({"answer"});
     Post();
     Post();
-    m_system.m_bTraceLibrary = true;
+    m_trace.m_bFound = true;
     Post();
     EXPECT_EQ(Status(), 9u);
     ReleaseComponent();
@@ -84,7 +84,7 @@ TEST_F(TraceLibraryTest, MissingLibraryDropsAllRecordsAndIsNotLookedForAgain)
 
 TEST_F(TraceLibraryTest, MissingExportIsLookedUpAgainAtEveryRecord)
 {
-    m_system.m_traceExports.Then(false).Then(false);
+    m_trace.m_exports.Then(false).Then(false);
     StartPost();
     EXPECT_THAT(Select(CALL_LIBRARY, "LoadLibraryW"), SizeIs(1));
     EXPECT_THAT(Select(CALL_LIBRARY, "GetProcAddress"), SizeIs(3));

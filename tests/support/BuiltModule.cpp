@@ -38,10 +38,7 @@ CBuiltModule::~CBuiltModule()
         ADD_FAILURE() << "the module stays loaded after its last release";
         return;
     }
-    for (const std::unique_ptr<CImportPatch>& patch : m_patches)
-    {
-        patch->Forget();
-    }
+    m_imports.Forget();
 }
 
 IHttpRaw* CBuiltModule::CreateHttpRaw() const

@@ -5,9 +5,7 @@
 
 #include <windows.h>
 
-#include <memory>
 #include <string>
-#include <vector>
 
 #include "kvHttp/HttpRaw.h"
 #include "support/ImportPatch.h"
@@ -26,16 +24,12 @@ public:
     // The folder it was loaded from, with no backslash at its end.
     static std::wstring Folder();
 
-    template <typename Function>
-    void Patch(const char* pszFunction, Function* pfnReplacement)
-    {
-        m_patches.push_back(std::make_unique<CImportPatch>(m_hModule, pszFunction, pfnReplacement));
-    }
+    CImportPatches& Imports() { return m_imports; }
 
     // Null when the module does not make one.
     IHttpRaw* CreateHttpRaw() const;
 
 private:
     HMODULE m_hModule;
-    std::vector<std::unique_ptr<CImportPatch>> m_patches;
+    CImportPatches m_imports{m_hModule};
 };

@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <memory>
 #include <vector>
 
 class CImportPatch
@@ -41,4 +42,48 @@ private:
 
     std::vector<void**> m_entries;
     void* m_pOriginal = nullptr;
+};
+
+// The replaced functions of one module. They are put back, the last first, when the object goes.
+class CImportPatches
+{
+public:
+    explicit CImportPatches(HMODULE hModule = GetModuleHandleW(nullptr)) : m_hModule(hModule) {}
+    ~CImportPatches()
+    {
+        while (!m_patches.empty())
+        {
+            m_patches.pop_back();
+        }
+    }
+    CImportPatches(const CImportPatches&) = delete;
+    CImportPatches& operator=(const CImportPatches&) = delete;
+
+    // Gives the function that the module called before.
+    template <typename Function>
+    Function* Add(const char* pszFunction, Function* pfnReplacement)
+    {
+        m_patches.push_back(std::make_unique<CImportPatch>(m_hModule, pszFunction, pfnReplacement));
+        return m_patches.back()->template Original<Function>();
+    }
+
+    // For a function that the module may do without; null then.
+    template <typename Function>
+    Function* AddIfImported(const char* pszFunction, Function* pfnReplacement)
+    {
+        return CImportPatch::IsImported(m_hModule, pszFunction) ? Add(pszFunction, pfnReplacement) : nullptr;
+    }
+
+    // Leaves all entries alone from now on, because the module has been unloaded.
+    void Forget()
+    {
+        for (const std::unique_ptr<CImportPatch>& patch : m_patches)
+        {
+            patch->Forget();
+        }
+    }
+
+private:
+    const HMODULE m_hModule;
+    std::vector<std::unique_ptr<CImportPatch>> m_patches;
 };

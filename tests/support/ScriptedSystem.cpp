@@ -11,7 +11,6 @@ namespace
 CScriptedSystem* g_pSystem = nullptr;
 
 const HANDLE kFile = reinterpret_cast<HANDLE>(INT_PTR{0xF11E0});
-const HMODULE kTraceLibrary = reinterpret_cast<HMODULE>(INT_PTR{0x7ACE0000});
 
 struct StartedThread
 {
@@ -95,31 +94,6 @@ HCURSOR WINAPI ScriptedSetCursor(HCURSOR /*hCursor*/)
     return nullptr;
 }
 
-HMODULE WINAPI ScriptedLoadLibrary(LPCWSTR path)
-{
-    return g_pSystem->LoadTraceLibrary(path);
-}
-
-BOOL WINAPI ScriptedFreeLibrary(HMODULE hModule)
-{
-    return g_pSystem->FreeAnyLibrary(hModule);
-}
-
-FARPROC WINAPI ScriptedGetProcAddress(HMODULE hModule, LPCSTR name)
-{
-    return g_pSystem->FindExport(hModule, name);
-}
-
-HMODULE WINAPI ScriptedGetModuleHandle(LPCWSTR name)
-{
-    return g_pSystem->FindModule(name);
-}
-
-void __stdcall TraceExport(unsigned long level, unsigned long second, unsigned long third, const char* text)
-{
-    g_pSystem->AddTrace(level, second, third, text);
-}
-
 }  // namespace
 
 CScriptedSystem::CScriptedSystem(CJournal& journal) : m_journal(journal)
@@ -136,24 +110,20 @@ CScriptedSystem::~CScriptedSystem()
     g_pSystem = nullptr;
 }
 
-void CScriptedSystem::Attach(CBuiltModule& module)
+void CScriptedSystem::Attach(CImportPatches& imports)
 {
-    module.Patch("GetTickCount", ScriptedGetTickCount);
-    module.Patch("_beginthreadex", ScriptedBeginThread);
-    module.Patch("CreateFileW", ScriptedCreateFile);
-    module.Patch("WriteFile", ScriptedWriteFile);
-    module.Patch("CloseHandle", ScriptedCloseHandle);
-    module.Patch("DeleteFileW", ScriptedDeleteFile);
-    module.Patch("GetVersionExW", ScriptedGetVersion);
-    module.Patch("RegOpenKeyExW", ScriptedRegOpenKey);
-    module.Patch("IsWindow", ScriptedIsWindow);
-    module.Patch("GetDesktopWindow", ScriptedGetDesktopWindow);
-    module.Patch("LoadCursorW", ScriptedLoadCursor);
-    module.Patch("SetCursor", ScriptedSetCursor);
-    module.Patch("LoadLibraryW", ScriptedLoadLibrary);
-    module.Patch("FreeLibrary", ScriptedFreeLibrary);
-    module.Patch("GetProcAddress", ScriptedGetProcAddress);
-    module.Patch("GetModuleHandleW", ScriptedGetModuleHandle);
+    imports.Add("GetTickCount", ScriptedGetTickCount);
+    imports.Add("_beginthreadex", ScriptedBeginThread);
+    imports.Add("CreateFileW", ScriptedCreateFile);
+    imports.Add("WriteFile", ScriptedWriteFile);
+    imports.Add("CloseHandle", ScriptedCloseHandle);
+    imports.Add("DeleteFileW", ScriptedDeleteFile);
+    imports.Add("GetVersionExW", ScriptedGetVersion);
+    imports.Add("RegOpenKeyExW", ScriptedRegOpenKey);
+    imports.Add("IsWindow", ScriptedIsWindow);
+    imports.Add("GetDesktopWindow", ScriptedGetDesktopWindow);
+    imports.Add("LoadCursorW", ScriptedLoadCursor);
+    imports.Add("SetCursor", ScriptedSetCursor);
 }
 
 void CScriptedSystem::LetGo()
@@ -300,48 +270,4 @@ HWND CScriptedSystem::Desktop()
 {
     m_journal.Add(CALL_WINDOW, CallText("GetDesktopWindow", {}));
     return FakeWindow(0);
-}
-
-HMODULE CScriptedSystem::LoadTraceLibrary(const wchar_t* path)
-{
-    m_journal.Add(CALL_LIBRARY, CallText("LoadLibraryW", {Quoted(path)}));
-    m_bTraceLoaded = m_bTraceLibrary;
-    return m_bTraceLibrary ? kTraceLibrary : nullptr;
-}
-
-BOOL CScriptedSystem::FreeAnyLibrary(HMODULE hModule)
-{
-    if (hModule != kTraceLibrary)
-    {
-        return FreeLibrary(hModule);
-    }
-    m_journal.Add(CALL_LIBRARY, CallText("FreeLibrary", {"trace"}));
-    m_bTraceLoaded = false;
-    return TRUE;
-}
-
-FARPROC CScriptedSystem::FindExport(HMODULE hModule, const char* name)
-{
-    if (hModule != kTraceLibrary)
-    {
-        return GetProcAddress(hModule, name);
-    }
-    m_journal.Add(CALL_LIBRARY, CallText("GetProcAddress", {"trace", name}));
-    return m_traceExports.Next() ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(TraceExport)) : nullptr;
-}
-
-HMODULE CScriptedSystem::FindModule(const wchar_t* name)
-{
-    if (name != nullptr && ToUtf8(name).find("qnz") != std::string::npos)
-    {
-        m_journal.Add(CALL_LIBRARY, CallText("GetModuleHandleW", {Quoted(name)}));
-    }
-    return GetModuleHandleW(name);
-}
-
-void CScriptedSystem::AddTrace(unsigned long level, unsigned long second, unsigned long third,
-                               const char* text)
-{
-    const std::string zeros = second == 0 && third == 0 ? "" : "(nonzero)";
-    m_journal.Add(CALL_TRACE, std::to_string(level) + zeros + "|" + text);
 }

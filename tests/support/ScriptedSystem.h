@@ -1,5 +1,5 @@
 // The rest of the platform as a test scripts it: the tick counter, the start of threads, the download
-// file, windows, and the trace library. Calls go to the journal; what the product asks for beside
+// file and windows. Calls go to the journal; what the product asks for beside
 // these goes to the platform itself.
 #pragma once
 
@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "support/BuiltModule.h"
 #include "support/Gate.h"
+#include "support/ImportPatch.h"
 #include "support/Journal.h"
 #include "support/Mutex.h"
 #include "support/Script.h"
@@ -26,7 +26,7 @@ public:
     CScriptedSystem(const CScriptedSystem&) = delete;
     CScriptedSystem& operator=(const CScriptedSystem&) = delete;
 
-    void Attach(CBuiltModule& module);
+    void Attach(CImportPatches& imports);
 
     // What GetTickCount gives; it moves only by the test's hand.
     std::atomic<DWORD> m_dwTick{100000};
@@ -54,11 +54,6 @@ public:
     // Windows that exist, by number.
     std::set<int> m_windows;
 
-    // The trace library.
-    bool m_bTraceLibrary = true;
-    CScript<bool> m_traceExports{true};
-    bool IsTraceLibraryLoaded() const { return m_bTraceLoaded; }
-
     // What stands behind the scripted functions.
     uintptr_t StartThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*), void* argument,
                           unsigned flags, unsigned* pId);
@@ -70,11 +65,6 @@ public:
     LONG OpenKey(HKEY hRoot, const wchar_t* subkey, DWORD options, DWORD access, HKEY* phKey);
     BOOL IsScriptedWindow(HWND hWnd);
     HWND Desktop();
-    HMODULE LoadTraceLibrary(const wchar_t* path);
-    BOOL FreeAnyLibrary(HMODULE hModule);
-    FARPROC FindExport(HMODULE hModule, const char* name);
-    HMODULE FindModule(const wchar_t* name);
-    void AddTrace(unsigned long level, unsigned long second, unsigned long third, const char* text);
 
 private:
     CJournal& m_journal;
@@ -84,5 +74,4 @@ private:
     void* m_pWorker = nullptr;
     std::string m_content;
     std::atomic<bool> m_bFileOpen{false};
-    std::atomic<bool> m_bTraceLoaded{false};
 };

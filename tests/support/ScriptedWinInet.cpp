@@ -93,19 +93,19 @@ CScriptedWinInet::~CScriptedWinInet()
     g_pWinInet = nullptr;
 }
 
-void CScriptedWinInet::Attach(CBuiltModule& module)
+void CScriptedWinInet::Attach(CImportPatches& imports)
 {
-    module.Patch("InternetOpenW", ScriptedOpen);
-    module.Patch("InternetConnectW", ScriptedConnect);
-    module.Patch("HttpOpenRequestW", ScriptedOpenRequest);
-    module.Patch("HttpSendRequestW", ScriptedSend);
-    module.Patch("HttpQueryInfoW", ScriptedQueryInfo);
-    module.Patch("InternetReadFile", ScriptedRead);
-    module.Patch("InternetQueryOptionW", ScriptedQueryOption);
-    module.Patch("InternetSetOptionW", ScriptedSetOption);
-    module.Patch("InternetCloseHandle", ScriptedClose);
-    module.Patch("InternetGetConnectedState", ScriptedConnectedState);
-    module.Patch("InternetErrorDlg", ScriptedErrorDialog);
+    imports.Add("InternetOpenW", ScriptedOpen);
+    imports.Add("InternetConnectW", ScriptedConnect);
+    imports.Add("HttpOpenRequestW", ScriptedOpenRequest);
+    imports.Add("HttpSendRequestW", ScriptedSend);
+    imports.Add("HttpQueryInfoW", ScriptedQueryInfo);
+    imports.Add("InternetReadFile", ScriptedRead);
+    imports.Add("InternetQueryOptionW", ScriptedQueryOption);
+    imports.Add("InternetSetOptionW", ScriptedSetOption);
+    imports.Add("InternetCloseHandle", ScriptedClose);
+    imports.Add("InternetGetConnectedState", ScriptedConnectedState);
+    imports.Add("InternetErrorDlg", ScriptedErrorDialog);
 }
 
 std::vector<std::string> CScriptedWinInet::OpenHandles() const

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "support/BuiltModule.h"
+#include "support/ImportPatch.h"
 #include "support/Journal.h"
 #include "support/Mutex.h"
 #include "support/Script.h"
@@ -43,7 +43,7 @@ public:
     CScriptedWinInet(const CScriptedWinInet&) = delete;
     CScriptedWinInet& operator=(const CScriptedWinInet&) = delete;
 
-    void Attach(CBuiltModule& module);
+    void Attach(CImportPatches& imports);
 
     static CScriptedAttempt FailingSend(DWORD dwError) { return {dwError, std::nullopt, std::nullopt}; }
     static CScriptedAttempt Answer(const wchar_t* status) { return {kSucceeds, status, std::nullopt}; }

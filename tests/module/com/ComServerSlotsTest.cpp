@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "module/com/ServerModule.h"
+#include "support/RecordedTrace.h"
 #include "unit/request/RequestScript.h"
 #include "unit/server/Vtable.h"
 
@@ -28,10 +29,11 @@ protected:
     {
         ASSERT_EQ(CallSlot(m_pFace, 3, L"http://host:8080/p?q", L"a=1"), S_OK);
         m_script.m_thread.ExitCode(m_script.m_thread.m_starts.size() - 1);
-        m_texts = m_script.m_thread.TakeTexts();
+        m_texts = m_trace.Take();
     }
 
     CServerModule m_module;
+    CRecordedTrace m_trace{m_module.Handle()};
     CRequestScript m_script{m_module.Handle()};
     std::vector<std::string> m_texts;
     void* m_pFace = m_module.CreateHttpRaw();
@@ -70,7 +72,7 @@ TEST_F(ComServerSlotsTest, SetDownloadFileIsTheEighth)
 {
     CallSlot(m_pFace, 7, L"?:\\no such file");
     Post();
-    EXPECT_THAT(m_texts, Contains("2: Http download file to :[%s],lpszFile=?:\\no such file,\n"));
+    EXPECT_THAT(m_texts, Contains("2| Http download file to :[%s],lpszFile=?:\\no such file,\n"));
 }
 
 TEST_F(ComServerSlotsTest, SetParentWndIsTheNinth)
@@ -107,10 +109,10 @@ TEST_F(ComServerSlotsTest, SetTimeoutIsTheTenth)
 TEST_F(ComServerSlotsTest, SetTraceResponseIsTheEleventh)
 {
     Post();
-    EXPECT_THAT(m_texts, Contains("2: Get http response here.,\n"));
+    EXPECT_THAT(m_texts, Contains("2| Get http response here.,\n"));
     CallSlot(m_pFace, 10, 0ul);
     Post();
-    EXPECT_THAT(m_texts, Not(Contains("2: Get http response here.,\n")));
+    EXPECT_THAT(m_texts, Not(Contains("2| Get http response here.,\n")));
 }
 
 }  // namespace

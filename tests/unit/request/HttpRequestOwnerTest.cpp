@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "request/HttpRequest.h"
+#include "support/RecordedTrace.h"
 #include "unit/request/RequestScript.h"
 
 namespace
@@ -35,6 +36,7 @@ protected:
         m_script.m_thread.ExitCode(m_script.m_thread.m_starts.size() - 1);
     }
 
+    CRecordedTrace m_trace;
     CRequestScript m_script;
     std::unique_ptr<CHttpRequest> m_pRequest = std::make_unique<CHttpRequest>(kSession);
 };
@@ -50,21 +52,21 @@ TEST_F(HttpRequestOwnerTest, StartsIdleWithItsDefaults)
 TEST_F(HttpRequestOwnerTest, TracesItsConstruction)
 {
     EXPECT_THAT(
-        m_script.m_thread.TakeTexts(),
-        ElementsAre("2:--> CHttpRequest::CHttpRequest \n",
-                    MatchesRegex("2: CHttpRequest::CHttpRequest, object=0x%X,\\(void\\*\\)this=0x\\w+,\n"),
-                    "2:<-- CHttpRequest::CHttpRequest \n"));
+        m_trace.Take(),
+        ElementsAre("2|--> CHttpRequest::CHttpRequest \n",
+                    MatchesRegex("2\\| CHttpRequest::CHttpRequest, object=0x%X,\\(void\\*\\)this=0x\\w+,\n"),
+                    "2|<-- CHttpRequest::CHttpRequest \n"));
 }
 
 TEST_F(HttpRequestOwnerTest, TracesItsDestruction)
 {
-    m_script.m_thread.TakeTexts();
+    m_trace.Take();
     m_pRequest.reset();
     EXPECT_THAT(
-        m_script.m_thread.TakeTexts(),
-        ElementsAre("2:--> CHttpRequest::~CHttpRequest\n \n",
-                    MatchesRegex("2: CHttpRequest::~CHttpRequest, object=0x%X,\\(void\\*\\)this=0x\\w+,\n"),
-                    "2: Wait Thread exit...,\n", "2:<-- CHttpRequest::~CHttpRequest\n \n"));
+        m_trace.Take(),
+        ElementsAre("2|--> CHttpRequest::~CHttpRequest\n \n",
+                    MatchesRegex("2\\| CHttpRequest::~CHttpRequest, object=0x%X,\\(void\\*\\)this=0x\\w+,\n"),
+                    "2| Wait Thread exit...,\n", "2|<-- CHttpRequest::~CHttpRequest\n \n"));
     EXPECT_THAT(m_script.Calls(), ElementsAre()) << "nothing was open";
 }
 
@@ -87,11 +89,10 @@ TEST_F(HttpRequestOwnerTest, TakesTheTimeoutInSeconds)
 
 TEST_F(HttpRequestOwnerTest, TracesAndStoresAStatus)
 {
-    m_script.m_thread.TakeTexts();
+    m_trace.Take();
     m_pRequest->UpdateRequestStatus(REQ_STATUS_NOT_CONNECTED);
-    EXPECT_THAT(m_script.m_thread.TakeTexts(),
-                ElementsAre("2:--> CHttpRequest::UpdateRequestStatus \n", "2: emStatus=3,\n",
-                            "2:<-- CHttpRequest::UpdateRequestStatus \n"));
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|--> CHttpRequest::UpdateRequestStatus \n", "2| emStatus=3,\n",
+                                            "2|<-- CHttpRequest::UpdateRequestStatus \n"));
     EXPECT_EQ(Status(), 3ul);
 }
 
@@ -127,12 +128,12 @@ TEST_F(HttpRequestOwnerTest, EnforcesTheTimeoutOnlyWhileTheExchangeRuns)
         EXPECT_EQ(request.TakeSettings(settings), S_OK);
         request.UpdateRequestStatus(row.status);
         m_script.m_dwTick = 1000 + row.dwElapsed;
-        m_script.m_thread.TakeTexts();
+        m_trace.Take();
         unsigned long status = 0xEEEE;
         EXPECT_EQ(request.GetStatus(&status), S_OK) << row.label;
         EXPECT_EQ(status, row.expected) << row.label;
         const bool bTimedOut = row.expected == 7;
-        EXPECT_EQ(m_script.m_thread.TakeTexts().size(), bTimedOut ? 3u : 0u) << row.label;
+        EXPECT_EQ(m_trace.Take().size(), bTimedOut ? 3u : 0u) << row.label;
     }
 }
 
@@ -179,14 +180,13 @@ TEST_F(HttpRequestOwnerTest, CountsNullFormDataAsEmpty)
 
 TEST_F(HttpRequestOwnerTest, RefusesANullFileAndTracesAnyOther)
 {
-    m_script.m_thread.TakeTexts();
+    m_trace.Take();
     EXPECT_EQ(m_pRequest->SetFile(nullptr), E_INVALIDARG);
-    EXPECT_THAT(m_script.m_thread.TakeTexts(), ElementsAre());
+    EXPECT_THAT(m_trace.Take(), ElementsAre());
     EXPECT_EQ(m_pRequest->SetFile(L"C:\\a b.txt"), S_OK);
     EXPECT_EQ(m_pRequest->SetFile(L""), S_OK);
-    EXPECT_THAT(m_script.m_thread.TakeTexts(),
-                ElementsAre("2: Http download file to :[%s],lpszFile=C:\\a b.txt,\n",
-                            "2: Http download file to :[%s],lpszFile=,\n"));
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2| Http download file to :[%s],lpszFile=C:\\a b.txt,\n",
+                                            "2| Http download file to :[%s],lpszFile=,\n"));
 }
 
 TEST_F(HttpRequestOwnerTest, KeepsTheAnswerInMemoryWithoutAFile)

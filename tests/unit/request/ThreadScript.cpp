@@ -2,8 +2,6 @@
 
 #include <process.h>
 
-#include <cstring>
-
 namespace
 {
 
@@ -14,94 +12,13 @@ std::atomic<CThreadScript*> g_pScript = nullptr;
 BeginThread* g_pfnBegin = nullptr;
 decltype(&CloseHandle) g_pfnClose = nullptr;
 
-class CExclusive
-{
-public:
-    explicit CExclusive(SRWLOCK& lock) : m_lock(lock) { AcquireSRWLockExclusive(&m_lock); }
-    ~CExclusive() { ReleaseSRWLockExclusive(&m_lock); }
-    CExclusive(const CExclusive&) = delete;
-    CExclusive& operator=(const CExclusive&) = delete;
-
-private:
-    SRWLOCK& m_lock;
-};
-
-void __stdcall FakeTrace(unsigned long level, unsigned long, unsigned long, const char* text)
-{
-    CThreadScript* pScript = g_pScript;
-    if (pScript != nullptr)
-    {
-        const CExclusive lock(pScript->m_recordLock);
-        pScript->m_records.push_back({level, text});
-        if (pScript->m_onRecord)
-        {
-            pScript->m_onRecord(pScript->m_records.back());
-        }
-    }
-}
-
-}  // namespace
-
-// The test program stands in for the trace library.
-class CFakeTraceLibrary
-{
-public:
-    explicit CFakeTraceLibrary(HMODULE hModule)
-        : m_load(hModule, "LoadLibraryW", Load), m_proc(hModule, "GetProcAddress", Proc)
-    {
-        s_pfnLoad = m_load.Original<HMODULE WINAPI(LPCWSTR)>();
-        s_pfnProc = m_proc.Original<FARPROC WINAPI(HMODULE, LPCSTR)>();
-    }
-
-    void Forget()
-    {
-        m_load.Forget();
-        m_proc.Forget();
-    }
-
-private:
-    static HMODULE WINAPI Load(LPCWSTR pszName)
-    {
-        const wchar_t* pszFile = std::wcsrchr(pszName, L'\\');
-        if (pszFile != nullptr && std::wcscmp(pszFile + 1, L"qnztraceX64.dll") == 0)
-        {
-            return s_pfnLoad(L"kernel32.dll");
-        }
-        return s_pfnLoad(pszName);
-    }
-    static FARPROC WINAPI Proc(HMODULE hModule, LPCSTR pszName)
-    {
-        if (reinterpret_cast<uintptr_t>(pszName) > 0xFFFF && std::strcmp(pszName, "QNZTRACERAWA") == 0)
-        {
-            return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(FakeTrace));
-        }
-        return s_pfnProc(hModule, pszName);
-    }
-
-    static inline HMODULE(WINAPI* s_pfnLoad)(LPCWSTR) = nullptr;
-    static inline FARPROC(WINAPI* s_pfnProc)(HMODULE, LPCSTR) = nullptr;
-
-    CImportPatch m_load;
-    CImportPatch m_proc;
-};
-
-namespace
-{
-
-const CFakeTraceLibrary g_traceLibrary(GetModuleHandleW(nullptr));
-
 }  // namespace
 
 CThreadScript::CThreadScript(HMODULE hModule)
     : m_begin(hModule, "_beginthreadex", ScriptedBegin), m_close(hModule, "CloseHandle", ScriptedClose)
 {
-    if (hModule != GetModuleHandleW(nullptr))
-    {
-        m_traceLibrary = std::make_unique<CFakeTraceLibrary>(hModule);
-    }
     g_pfnBegin = m_begin.Original<BeginThread>();
     g_pfnClose = m_close.Original<BOOL WINAPI(HANDLE)>();
-    m_records.reserve(256);
     g_pScript = this;
 }
 
@@ -119,19 +36,6 @@ void CThreadScript::Forget()
 {
     m_begin.Forget();
     m_close.Forget();
-    m_traceLibrary->Forget();
-}
-
-std::vector<std::string> CThreadScript::TakeTexts()
-{
-    const CExclusive lock(m_recordLock);
-    std::vector<std::string> texts;
-    for (const TraceRecord& record : m_records)
-    {
-        texts.push_back(std::to_string(record.level) + ":" + record.text);
-    }
-    m_records.clear();
-    return texts;
 }
 
 int CThreadScript::CountClosed(HANDLE handle, DWORD dwThreadId) const

@@ -1,13 +1,11 @@
 // A worker whose Run the test steers, and a record of what the thread base asks the platform for around
-// it: thread start, handles closed, trace records.
+// it: thread start and handles closed.
 #pragma once
 
 #include <windows.h>
 
 #include <atomic>
 #include <functional>
-#include <memory>
-#include <string>
 #include <vector>
 
 #include "request/Thread.h"
@@ -54,14 +52,6 @@ public:
     }
 };
 
-struct TraceRecord
-{
-    unsigned long level;
-    std::string text;
-};
-
-class CFakeTraceLibrary;
-
 // Replaces the functions of one module for the life of one test.
 class CThreadScript
 {
@@ -91,15 +81,6 @@ public:
     // Runs on the closing thread, after the handle was closed.
     std::function<void(HANDLE)> m_onClosed;
 
-    // Records of the product. It looks for the trace library once in its life: of the test program that
-    // search is replaced from the program's start on.
-    std::vector<TraceRecord> m_records;
-    std::function<void(const TraceRecord&)> m_onRecord;
-    SRWLOCK m_recordLock = SRWLOCK_INIT;
-
-    // "level:text" of the records so far, which it forgets.
-    std::vector<std::string> TakeTexts();
-
     // For a module that has been unloaded: nothing is put back.
     void Forget();
 
@@ -124,5 +105,4 @@ private:
 
     CImportPatch m_begin;
     CImportPatch m_close;
-    std::unique_ptr<CFakeTraceLibrary> m_traceLibrary;
 };

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "request/Thread.h"
+#include "support/RecordedTrace.h"
 #include "unit/request/ThreadScript.h"
 
 inline std::string Hex(DWORD dwValue)
@@ -29,8 +30,8 @@ protected:
     ThreadWaitTest()
     {
         s_pTest = this;
-        m_script.m_onRecord = [this](const TraceRecord& record)
-        { m_log.push_back("trace " + std::to_string(record.level) + record.text); };
+        m_trace.m_onRecord = [this](const std::string& record)
+        { m_log.push_back("trace " + record.substr(0, 1) + record.substr(2)); };
     }
     ~ThreadWaitTest() override
     {
@@ -78,6 +79,7 @@ protected:
     std::deque<QueuedMessage> m_queue;
     std::vector<std::string> m_log;
     DWORD m_dwWaitResult = WAIT_OBJECT_0;  // once the queue is empty for good
+    CRecordedTrace m_trace;
     CThreadScript m_script;
     CTestThread m_thread;
 

@@ -8,32 +8,28 @@
 #include <type_traits>
 
 #include "support/guarded_heap/GuardedHeap.h"
+#include "support/RecordedTrace.h"
 #include "trace/Trace.h"
-#include "unit/trace/TraceRecorder.h"
 
 namespace
 {
 
-using testing::SizeIs;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 class AutoFunTraceTest : public testing::Test
 {
 protected:
-    CTraceRecorder m_recorder;
+    CRecordedTrace m_trace;
 };
 
 TEST_F(AutoFunTraceTest, WritesEntryAtOnceAndExitAtTheEndOfTheScope)
 {
     {
         const CAutoFunTrace trace("CHttpSession::OpenInternet().");
-        EXPECT_EQ(m_recorder.Text(), "--> CHttpSession::OpenInternet(). \n");
+        EXPECT_THAT(m_trace.Take(), ElementsAre("2|--> CHttpSession::OpenInternet(). \n"));
     }
-    EXPECT_EQ(m_recorder.Text(), "--> CHttpSession::OpenInternet(). \n<-- CHttpSession::OpenInternet(). \n");
-    ASSERT_THAT(m_recorder.Records(), SizeIs(2));
-    for (const TraceCall& record : m_recorder.Records())
-    {
-        EXPECT_EQ(record.level, 2u);
-    }
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|<-- CHttpSession::OpenInternet(). \n"));
 }
 
 TEST_F(AutoFunTraceTest, TakesAWideName)
@@ -41,7 +37,7 @@ TEST_F(AutoFunTraceTest, TakesAWideName)
     {
         const CAutoFunTrace trace(L"CClass::Method");
     }
-    EXPECT_EQ(m_recorder.Text(), "--> CClass::Method \n<-- CClass::Method \n");
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|--> CClass::Method \n", "2|<-- CClass::Method \n"));
 }
 
 TEST_F(AutoFunTraceTest, TakesANullOrEmptyWideNameForNoName)
@@ -50,7 +46,7 @@ TEST_F(AutoFunTraceTest, TakesANullOrEmptyWideNameForNoName)
         const CAutoFunTrace trace(static_cast<const wchar_t*>(nullptr));
         const CAutoFunTrace inner(L"");
     }
-    EXPECT_EQ(m_recorder.Text(), "-->  \n-->  \n<--  \n<--  \n");
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|-->  \n", "2|-->  \n", "2|<--  \n", "2|<--  \n"));
 }
 
 TEST_F(AutoFunTraceTest, CopiesItsName)
@@ -60,7 +56,7 @@ TEST_F(AutoFunTraceTest, CopiesItsName)
         const CAutoFunTrace trace(name.c_str());
         name = "something else";
     }
-    EXPECT_EQ(m_recorder.Text(), "--> CClass::Method \n<-- CClass::Method \n");
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|--> CClass::Method \n", "2|<-- CClass::Method \n"));
 }
 
 TEST_F(AutoFunTraceTest, Nests)
@@ -69,7 +65,8 @@ TEST_F(AutoFunTraceTest, Nests)
         const CAutoFunTrace outer("outer");
         const CAutoFunTrace inner("inner");
     }
-    EXPECT_EQ(m_recorder.Text(), "--> outer \n--> inner \n<-- inner \n<-- outer \n");
+    EXPECT_THAT(m_trace.Take(),
+                ElementsAre("2|--> outer \n", "2|--> inner \n", "2|<-- inner \n", "2|<-- outer \n"));
 }
 
 TEST_F(AutoFunTraceTest, RaisesTheComErrorWhenAWideNameFindsNoMemory)
@@ -87,7 +84,7 @@ TEST_F(AutoFunTraceTest, RaisesTheComErrorWhenAWideNameFindsNoMemory)
         }
     }
     EXPECT_EQ(hr, E_OUTOFMEMORY);
-    EXPECT_EQ(m_recorder.Text(), "");
+    EXPECT_THAT(m_trace.Take(), IsEmpty());
 }
 
 // Whichever allocation of a wide name fails, the COM error is all that a caller has to expect. The records

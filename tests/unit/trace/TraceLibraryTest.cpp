@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "support/RecordedTrace.h"
 #include "trace/Trace.h"
-#include "unit/trace/TraceRecorder.h"
 
 namespace
 {
@@ -14,12 +14,58 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr const TraceVarPair* kEnd = nullptr;
+constexpr char kHandleCall[] = "GetModuleHandleW('qnztraceX64.dll')";
+constexpr char kLoad[] = "LoadLibraryW('C:\\folder\\qnztraceX64.dll')";
+constexpr char kLookup[] = "GetProcAddress(trace, QNZTRACERAWA)";
 
 // The first lookup happens once in a process.
 bool HasProcessOfItsOwn()
 {
     return testing::UnitTest::GetInstance()->test_to_run_count() == 1;
 }
+
+const HMODULE kOwner = reinterpret_cast<HMODULE>(INT_PTR{0x330000});
+
+// The trace library, with the calls that load it. The module that holds the trace code is kOwner.
+class CScriptedLibrary
+{
+public:
+    CScriptedLibrary()
+    {
+        s_pThis = this;
+        m_trace.Attach(m_imports);
+        m_pfnQuery = m_imports.Add("VirtualQuery", Query);
+        m_imports.Add("GetModuleFileNameW", FileName);
+    }
+    CScriptedLibrary(const CScriptedLibrary&) = delete;
+    CScriptedLibrary& operator=(const CScriptedLibrary&) = delete;
+
+    std::vector<std::string> Calls() const { return m_journal.Texts(CALL_LIBRARY); }
+
+    CJournal m_journal;
+    CRecordedTrace m_trace{m_journal};
+    // Addresses whose module was asked for.
+    std::vector<const void*> m_queries;
+
+private:
+    static SIZE_T WINAPI Query(LPCVOID address, PMEMORY_BASIC_INFORMATION pInformation, SIZE_T cb)
+    {
+        const SIZE_T cbWritten = s_pThis->m_pfnQuery(address, pInformation, cb);
+        s_pThis->m_queries.push_back(address);
+        pInformation->AllocationBase = kOwner;
+        return cbWritten;
+    }
+
+    static DWORD WINAPI FileName(HMODULE hModule, LPWSTR buffer, DWORD /*cch*/)
+    {
+        EXPECT_EQ(hModule, kOwner);
+        return static_cast<DWORD>(std::wstring(L"C:\\folder\\module.dll").copy(buffer, MAX_PATH));
+    }
+
+    static inline CScriptedLibrary* s_pThis = nullptr;
+    decltype(&Query) m_pfnQuery = nullptr;
+    CImportPatches m_imports;
+};
 
 class TraceLibraryTest : public testing::Test
 {
@@ -32,76 +78,65 @@ protected:
         }
     }
 
-    CTraceRecorder m_recorder;
+    CScriptedLibrary m_library;
 };
 
 TEST_F(TraceLibraryTest, IsLoadedFromTheFolderOfTheModuleThatHoldsTheTraceCode)
 {
-    EXPECT_EQ(GetTraceProc(), &CTraceRecorder::Export);
-    ASSERT_THAT(m_recorder.Queries(), SizeIs(1));
+    EXPECT_EQ(GetTraceProc(), &CRecordedTrace::Write);
+    ASSERT_THAT(m_library.m_queries, SizeIs(1));
     HMODULE hModule = nullptr;
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       static_cast<LPCWSTR>(m_recorder.Queries()[0]), &hModule);
+                       static_cast<LPCWSTR>(m_library.m_queries[0]), &hModule);
     EXPECT_EQ(hModule, GetModuleHandleW(nullptr)) << "an address of a function of this very module";
-    EXPECT_EQ(m_recorder.Library().Owner(), CLibraryScript::Handle(0x33));
-    EXPECT_THAT(m_recorder.Library().Calls(),
-                ElementsAre(L"GetModuleHandleW qnztraceX64.dll", L"GetModuleFileNameW",
-                            L"LoadLibraryW C:\\folder\\qnztraceX64.dll"));
-    EXPECT_THAT(m_recorder.Lookups(), ElementsAre("QNZTRACERAWA"));
+    EXPECT_THAT(m_library.Calls(), ElementsAre(kHandleCall, kLoad, kLookup));
 }
 
 TEST_F(TraceLibraryTest, IsLookedUpOnce)
 {
     EXPECT_NE(GetTraceProc(), nullptr);
-    m_recorder.Library().Forget();
     EXPECT_NE(GetTraceProc(), nullptr);
     TraceVars(kTraceProgress, "a", kEnd);
-    EXPECT_THAT(m_recorder.Library().Calls(), IsEmpty());
-    EXPECT_THAT(m_recorder.Lookups(), SizeIs(1));
-    EXPECT_THAT(m_recorder.Queries(), SizeIs(1));
+    EXPECT_THAT(m_library.Calls(), SizeIs(3));
+    EXPECT_THAT(m_library.m_queries, SizeIs(1));
 }
 
 TEST_F(TraceLibraryTest, IsLoadedByTheFirstRecord)
 {
-    EXPECT_THAT(m_recorder.Library().Calls(), IsEmpty());
+    EXPECT_THAT(m_library.Calls(), IsEmpty());
     TraceVars(kTraceProgress, "first", kEnd);
-    EXPECT_THAT(m_recorder.Library().Calls(), SizeIs(3));
-    EXPECT_EQ(m_recorder.Text(), "first \n");
+    EXPECT_THAT(m_library.Calls(), SizeIs(3));
+    EXPECT_THAT(m_library.m_trace.Take(), ElementsAre("2|first \n"));
 }
 
 TEST_F(TraceLibraryTest, StaysAwayWhenItCouldNotBeLoaded)
 {
-    m_recorder.Library().hLoaded = nullptr;
+    m_library.m_trace.m_bFound = false;
     EXPECT_EQ(GetTraceProc(), nullptr);
-    EXPECT_THAT(m_recorder.Library().Calls(),
-                ElementsAre(L"GetModuleHandleW qnztraceX64.dll", L"GetModuleFileNameW",
-                            L"LoadLibraryW C:\\folder\\qnztraceX64.dll"));
-    m_recorder.Library().Forget();
+    EXPECT_THAT(m_library.Calls(), ElementsAre(kHandleCall, kLoad));
 
     // It is there now, and still not loaded.
-    m_recorder.Library().hLoaded = CLibraryScript::Handle(0x51);
+    m_library.m_trace.m_bFound = true;
     EXPECT_EQ(GetTraceProc(), nullptr);
     TraceVars(kTraceProgress, "lost", kEnd);
-    EXPECT_THAT(m_recorder.Library().Calls(), IsEmpty());
-    EXPECT_THAT(m_recorder.Lookups(), IsEmpty());
-    EXPECT_THAT(m_recorder.Records(), IsEmpty());
+    EXPECT_THAT(m_library.Calls(), SizeIs(2));
+    EXPECT_THAT(m_library.m_trace.Take(), IsEmpty());
 }
 
 TEST_F(TraceLibraryTest, IsAskedAgainForAMissingExport)
 {
-    m_recorder.hasExport = false;
+    m_library.m_trace.m_exports.Always(false);
     EXPECT_EQ(GetTraceProc(), nullptr);
     EXPECT_EQ(GetTraceProc(), nullptr);
     TraceVars(kTraceProgress, "lost", kEnd);
-    EXPECT_THAT(m_recorder.Lookups(), ElementsAre("QNZTRACERAWA", "QNZTRACERAWA", "QNZTRACERAWA"));
-    EXPECT_THAT(m_recorder.Library().Calls(), SizeIs(3)) << "the library itself is loaded once";
+    EXPECT_THAT(m_library.Calls(), ElementsAre(kHandleCall, kLoad, kLookup, kLookup, kLookup));
 
-    m_recorder.hasExport = true;
+    m_library.m_trace.m_exports.Always(true);
     TraceVars(kTraceProgress, "kept", kEnd);
-    EXPECT_EQ(m_recorder.Text(), "kept \n");
-    EXPECT_THAT(m_recorder.Lookups(), SizeIs(4));
+    EXPECT_THAT(m_library.m_trace.Take(), ElementsAre("2|kept \n"));
+    EXPECT_THAT(m_library.Calls(), SizeIs(6));
     TraceVars(kTraceProgress, "kept too", kEnd);
-    EXPECT_THAT(m_recorder.Lookups(), SizeIs(4));
+    EXPECT_THAT(m_library.Calls(), SizeIs(6));
 }
 
 // Made before the library, so that it goes after it, when the test has long ended: a library that has not
@@ -111,14 +146,13 @@ class CExitCheck
 public:
     ~CExitCheck()
     {
-        const std::vector<std::wstring>& calls = m_recorder.Library().Calls();
-        Require(!calls.empty() && calls.back() == L"FreeLibrary 81", "FreeLibrary as the last call");
-        m_recorder.Forget();
-        m_recorder.Library().Forget();
+        const std::vector<std::string> calls = m_library.Calls();
+        Require(!calls.empty() && calls.back() == "FreeLibrary(trace)", "FreeLibrary as the last call");
+        m_library.m_trace.Take();
         TraceVars(kTraceProgress, "too late", kEnd);
         Require(GetTraceProc() == nullptr, "no export after the library has been freed");
-        Require(m_recorder.Records().empty(), "no record after the library has been freed");
-        Require(m_recorder.Library().Calls().empty(), "no second load");
+        Require(m_library.m_trace.m_records.empty(), "no record after the library has been freed");
+        Require(m_library.Calls().size() == calls.size(), "no second load");
     }
 
 private:
@@ -132,7 +166,7 @@ private:
         }
     }
 
-    CTraceRecorder m_recorder;
+    CScriptedLibrary m_library;
 };
 
 TEST(TraceLibraryExitTest, IsFreedWhenTheProcessEnds)

@@ -4,21 +4,21 @@
 #include <string>
 
 #include "support/guarded_heap/GuardedHeap.h"
+#include "support/RecordedTrace.h"
 #include "trace/Trace.h"
-#include "unit/trace/TraceRecorder.h"
 
 namespace
 {
 
+using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 constexpr const TraceVarPair* kEnd = nullptr;
 
 class TraceVarsTest : public testing::Test
 {
 protected:
-    CTraceRecorder m_recorder;
+    CRecordedTrace m_trace;
 };
 
 TEST_F(TraceVarsTest, LevelsOfTheModule)
@@ -31,25 +31,19 @@ TEST_F(TraceVarsTest, HandsTheLevelOnAndTwoZeros)
 {
     for (const unsigned long level : {0ul, 2ul, 8ul, 0xFFFFFFFFul})
     {
-        m_recorder.Forget();
         TraceVars(level, "m", kEnd);
-        ASSERT_THAT(m_recorder.Records(), SizeIs(1));
-        EXPECT_EQ(m_recorder.Records()[0].level, level);
-        EXPECT_EQ(m_recorder.Records()[0].second, 0u);
-        EXPECT_EQ(m_recorder.Records()[0].third, 0u);
+        EXPECT_THAT(m_trace.Take(), ElementsAre(std::to_string(level) + "|m \n"));
     }
 }
 
 TEST_F(TraceVarsTest, WritesABlankBehindAMessageEvenAnEmptyOne)
 {
     TraceVars(2, "message", kEnd);
-    EXPECT_EQ(m_recorder.Text(), "message \n");
-    m_recorder.Forget();
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|message \n"));
     TraceVars(2, "", kEnd);
-    EXPECT_EQ(m_recorder.Text(), " \n");
-    m_recorder.Forget();
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2| \n"));
     TraceVars(2, nullptr, kEnd);
-    EXPECT_EQ(m_recorder.Text(), "\n");
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|\n"));
 }
 
 TEST_F(TraceVarsTest, WritesItemsInOrder)
@@ -61,10 +55,9 @@ TEST_F(TraceVarsTest, WritesItemsInOrder)
     const TraceVarPair pairSecond = {"second", &varSecond};
     const TraceVarPair pairThird = {"third", &varThird};
     TraceVars(2, "m", &pairFirst, &pairSecond, &pairThird, kEnd);
-    EXPECT_EQ(m_recorder.Text(), "m first=1,second=two,third=,\n");
-    m_recorder.Forget();
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|m first=1,second=two,third=,\n"));
     TraceVars(2, nullptr, &pairThird, &pairFirst, kEnd);
-    EXPECT_EQ(m_recorder.Text(), "third=,first=1,\n");
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|third=,first=1,\n"));
 }
 
 TEST_F(TraceVarsTest, LeavesOutNullNamesAndNullValues)
@@ -75,7 +68,7 @@ TEST_F(TraceVarsTest, LeavesOutNullNamesAndNullValues)
     const TraceVarPair pairNothing = {nullptr, nullptr};
     const TraceVarPair pairEmptyName = {"", &varValue};
     TraceVars(2, "m", &pairUnnamed, &pairWithoutValue, &pairNothing, &pairEmptyName, kEnd);
-    EXPECT_EQ(m_recorder.Text(), "m 5,name=,,=5,\n");
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|m 5,name=,,=5,\n"));
 }
 
 TEST_F(TraceVarsTest, TakesTheTextAsItIs)
@@ -83,7 +76,7 @@ TEST_F(TraceVarsTest, TakesTheTextAsItIs)
     const CVarAdapter varValue(L"%s=100%,\n");
     const TraceVarPair pair = {"%n", &varValue};
     TraceVars(2, "%s%d", &pair, kEnd);
-    EXPECT_EQ(m_recorder.Text(), "%s%d %n=%s=100%,\n,\n");
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|%s%d %n=%s=100%,\n,\n"));
 }
 
 struct LengthRow
@@ -107,7 +100,6 @@ TEST_F(TraceVarsTest, WritesLongRecordsInPiecesOf2047)
     for (const LengthRow& row : rows)
     {
         SCOPED_TRACE(row.label);
-        m_recorder.Forget();
         // A blank and a line feed come behind the message.
         std::string message(row.length - 2, 'x');
         for (size_t index = 0; index < message.size(); ++index)
@@ -116,15 +108,15 @@ TEST_F(TraceVarsTest, WritesLongRecordsInPiecesOf2047)
         }
         TraceVars(kTraceError, message.c_str(), kEnd);
         std::vector<size_t> pieces;
-        for (const TraceCall& record : m_recorder.Records())
+        std::string text;
+        for (const std::string& record : m_trace.Take())
         {
-            pieces.push_back(record.text.size());
-            EXPECT_EQ(record.level, kTraceError);
-            EXPECT_EQ(record.second, 0u);
-            EXPECT_EQ(record.third, 0u);
+            EXPECT_EQ(record.substr(0, 2), "8|");
+            pieces.push_back(record.size() - 2);
+            text += record.substr(2);
         }
         EXPECT_EQ(pieces, row.pieces);
-        EXPECT_EQ(m_recorder.Text(), message + " \n");
+        EXPECT_EQ(text, message + " \n");
     }
 }
 
@@ -132,7 +124,7 @@ TEST_F(TraceVarsTest, DropsARecordThatFindsNoMemory)
 {
     const std::string message(1000, 'x');
     TraceVars(2, "m", kEnd);
-    m_recorder.Forget();
+    m_trace.m_records.clear();
     bool raised = false;
     {
         const CFailingHeap failing;
@@ -146,50 +138,42 @@ TEST_F(TraceVarsTest, DropsARecordThatFindsNoMemory)
         }
     }
     EXPECT_FALSE(raised);
-    EXPECT_THAT(m_recorder.Records(), IsEmpty());
+    EXPECT_THAT(m_trace.Take(), IsEmpty());
     TraceVars(2, "again", kEnd);
-    EXPECT_EQ(m_recorder.Text(), "again \n");
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2|again \n"));
 }
 
 TEST_F(TraceVarsTest, TraceTextIsAnUnnamedItemBehindAnEmptyMessage)
 {
     TraceText(kTraceProgress, L"Http Send request");
-    ASSERT_THAT(m_recorder.Records(), SizeIs(1));
-    EXPECT_EQ(m_recorder.Records()[0].level, 2u);
-    EXPECT_EQ(m_recorder.Text(), " Http Send request,\n");
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2| Http Send request,\n"));
 }
 
 TEST_F(TraceVarsTest, TraceTextVarAddsANamedValue)
 {
     TraceTextVar(kTraceError, L"CHttpRequest::SetParentWnd", "hWndParent",
                  reinterpret_cast<const void*>(std::uintptr_t{0x120A4C}));
-    ASSERT_THAT(m_recorder.Records(), SizeIs(1));
-    EXPECT_EQ(m_recorder.Records()[0].level, 8u);
-    EXPECT_EQ(m_recorder.Text(), " CHttpRequest::SetParentWnd,hWndParent=0x0000000000120A4C,\n");
-    m_recorder.Forget();
+    EXPECT_THAT(m_trace.Take(),
+                ElementsAre("8| CHttpRequest::SetParentWnd,hWndParent=0x0000000000120A4C,\n"));
     TraceTextVar(kTraceProgress, L"InternetConnect failed!", "dwError", 12029ul);
-    ASSERT_THAT(m_recorder.Records(), SizeIs(1));
-    EXPECT_EQ(m_recorder.Records()[0].level, 2u);
-    EXPECT_EQ(m_recorder.Text(), " InternetConnect failed!,dwError=12029,\n");
-    m_recorder.Forget();
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2| InternetConnect failed!,dwError=12029,\n"));
     TraceTextVar(kTraceProgress, L"text", "name", L"value");
-    EXPECT_EQ(m_recorder.Text(), " text,name=value,\n");
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2| text,name=value,\n"));
 }
 
 TEST_F(TraceVarsTest, TraceTextVarLeavesOutANullText)
 {
     TraceTextVar(kTraceProgress, nullptr, "dwError", 12029ul);
-    EXPECT_EQ(m_recorder.Text(), " dwError=12029,\n");
-    m_recorder.Forget();
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2| dwError=12029,\n"));
     TraceTextVar(kTraceProgress, nullptr, "name", L"value");
-    EXPECT_EQ(m_recorder.Text(), " name=value,\n");
+    EXPECT_THAT(m_trace.Take(), ElementsAre("2| name=value,\n"));
 }
 
 TEST_F(TraceVarsTest, TextsThatFindNoMemoryAreDropped)
 {
     constexpr const wchar_t* kText = L"a text that needs a block of its own";
     TraceVars(2, "m", kEnd);
-    m_recorder.Forget();
+    m_trace.m_records.clear();
     bool raised = false;
     {
         const CFailingHeap failing;
@@ -206,7 +190,7 @@ TEST_F(TraceVarsTest, TextsThatFindNoMemoryAreDropped)
         }
     }
     EXPECT_FALSE(raised);
-    EXPECT_THAT(m_recorder.Records(), IsEmpty());
+    EXPECT_THAT(m_trace.Take(), IsEmpty());
 }
 
 }  // namespace
