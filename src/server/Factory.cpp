@@ -29,6 +29,7 @@ ULONG CFactory::AddRef()
 
 ULONG CFactory::Release()
 {
+    // Not read again: by then another thread may have dropped the last reference, and the factory with it.
     const LONG cRef = InterlockedDecrement(&m_cRef);
     if (cRef == 0)
     {

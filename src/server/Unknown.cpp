@@ -34,6 +34,7 @@ ULONG CUnknown::NondelegatingAddRef()
 
 ULONG CUnknown::NondelegatingRelease()
 {
+    // Not read again: by then another thread may have dropped the last reference, and the object with it.
     const LONG cRef = InterlockedDecrement(&m_cRef);
     if (cRef != 0)
     {
