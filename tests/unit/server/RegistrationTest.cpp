@@ -243,6 +243,70 @@ TEST_F(RegistrationTest, WritesNoFriendlyNameWhenThereIsNone)
     EXPECT_EQ(m_registry.log.at(1), L"close " + key);
 }
 
+// The platform's text of an identifier.
+struct ClsidTexts
+{
+    HRESULT hr = S_OK;
+    wchar_t* pszHandedOut = nullptr;
+    std::vector<void*> freed;
+};
+ClsidTexts* g_pTexts = nullptr;
+
+HRESULT WINAPI ScriptedStringFromCLSID(REFCLSID clsid, LPOLESTR* ppszText)
+{
+    EXPECT_TRUE(IsEqualCLSID(clsid, CLSID_HttpRaw));
+    static wchar_t s_szText[] = L"{text}";
+    // A failing call leaves garbage.
+    *ppszText = SUCCEEDED(g_pTexts->hr) ? s_szText : reinterpret_cast<wchar_t*>(0x10);
+    g_pTexts->pszHandedOut = *ppszText;
+    return g_pTexts->hr;
+}
+
+void WINAPI ScriptedTaskMemFree(void* block)
+{
+    g_pTexts->freed.push_back(block);
+}
+
+class ClsidTextTest : public RegistrationTest
+{
+protected:
+    ClsidTextTest() { g_pTexts = &m_texts; }
+    ~ClsidTextTest() override { g_pTexts = nullptr; }
+
+    ClsidTexts m_texts;
+    CImportPatch m_fromClsid{m_hProgram, "StringFromCLSID", ScriptedStringFromCLSID};
+    CImportPatch m_free{m_hProgram, "CoTaskMemFree", ScriptedTaskMemFree};
+};
+
+TEST_F(ClsidTextTest, IsFreedOnceItHasBeenCopied)
+{
+    EXPECT_EQ(RegisterServer(m_hProgram, CLSID_HttpRaw, L"friendly", L"independent", L"prog"), S_OK);
+    EXPECT_EQ(m_registry.log.at(0), L"create CLSID\\{text}");
+    EXPECT_THAT(m_texts.freed, ElementsAre(m_texts.pszHandedOut));
+    m_texts.freed.clear();
+    EXPECT_EQ(UnregisterServer(CLSID_HttpRaw, L"independent", L"prog"), S_OK);
+    EXPECT_THAT(m_texts.freed, ElementsAre(m_texts.pszHandedOut));
+}
+
+// The key of all classes must neither be written nor deleted.
+TEST_F(ClsidTextTest, RegistersNothingWithoutIt)
+{
+    m_texts.hr = E_OUTOFMEMORY;
+    EXPECT_EQ(RegisterServer(m_hProgram, CLSID_HttpRaw, L"friendly", L"independent", L"prog"), S_OK);
+    EXPECT_THAT(m_registry.log, IsEmpty());
+    EXPECT_THAT(m_texts.freed, IsEmpty());
+}
+
+TEST_F(ClsidTextTest, UnregistersTheNamesAloneWithoutIt)
+{
+    m_texts.hr = E_OUTOFMEMORY;
+    EXPECT_EQ(UnregisterServer(CLSID_HttpRaw, L"independent", L"prog"), S_OK);
+    EXPECT_THAT(m_registry.log, ElementsAre(L"open HKCR\\independent", L"close HKCR\\independent",
+                                            L"delete HKCR\\independent", L"open HKCR\\prog",
+                                            L"close HKCR\\prog", L"delete HKCR\\prog"));
+    EXPECT_THAT(m_texts.freed, IsEmpty());
+}
+
 std::wstring g_modulePath;
 
 // As older systems do it: a path that does not fit is cut without a terminator.
