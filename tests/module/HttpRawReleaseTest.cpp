@@ -97,6 +97,7 @@ TEST_P(HttpRawReleaseStageTest, EveryMethodAnswersAndNoneStartsAnything)
                                EXPECT_EQ(StatusOf(pHttpRaw), GetParam().status);
                                EXPECT_EQ(CanUnloadNow(), S_FALSE);
                            });
+    EXPECT_EQ(Statuses().back(), "2") << "the released exchange went on";
 }
 
 INSTANTIATE_TEST_SUITE_P(Stages, HttpRawReleaseStageTest,
@@ -166,7 +167,7 @@ TEST_F(HttpRawReleaseTest, NothingCanBePostedWhileItWaitsForAnOvertakenExchange)
                            {
                                ExpectPostsNothing(pHttpRaw);
                                ExpectTakesSettings(pHttpRaw);
-                               StatusOf(pHttpRaw);
+                               EXPECT_EQ(StatusOf(pHttpRaw), 9u);
                            });
 }
 
