@@ -11,7 +11,7 @@ namespace
 // URL and form data never reach the trace as plain text.
 void TraceEncoded(const CStringEx& strText)
 {
-    if (GetTraceProc() == nullptr)
+    if (!HasTraceLibrary())
     {
         return;  // spares the work
     }

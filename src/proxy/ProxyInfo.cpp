@@ -32,10 +32,13 @@ int CProxyInfo::GetProxyInfo(CStringEx& strAutoURL, CStringEx& strManual, CStrin
     strBypass = m_strBypass;
     *pdwBrowser = m_dwBrowser;
 
-    // Intended: what is called the type here is the browser's.
-    CStringEx strRecord;
-    strRecord.Format(L"ProxyInfo: autourl-%s, manual-%s, bypass-%s, type-%d", strAutoURL.c_str(),
-                     strManual.c_str(), strBypass.c_str(), static_cast<int>(m_dwBrowser));
-    TraceText(kTraceProgress, strRecord.c_str());
+    if (HasTraceLibrary())
+    {
+        // Intended: what is called the type here is the browser's.
+        CStringEx strRecord;
+        strRecord.Format(L"ProxyInfo: autourl-%s, manual-%s, bypass-%s, type-%d", strAutoURL.c_str(),
+                         strManual.c_str(), strBypass.c_str(), static_cast<int>(m_dwBrowser));
+        TraceText(kTraceProgress, strRecord.c_str());
+    }
     return found;
 }

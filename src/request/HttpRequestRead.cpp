@@ -114,7 +114,7 @@ bool CHttpRequest::AppendToBuffer(const BYTE* pChunk, DWORD dwSize, DWORD dwTota
 void CHttpRequest::TraceResponse() const
 {
     TraceText(kTraceProgress, L"Get http response here.");
-    if (GetTraceProc() == nullptr)
+    if (!HasTraceLibrary())
     {
         return;  // spares the conversion
     }

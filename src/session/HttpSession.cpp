@@ -109,7 +109,7 @@ void CHttpSession::SetProxyAutoConfigURLFlag(HINTERNET hInternet, const wchar_t*
                                            FlagsOption(PROXY_TYPE_AUTO_PROXY_URL)};
     TraceText(kTraceProgress, L"Firefox autoconfig script:");
     TraceText(kTraceProgress, lpszAutoConfigURL);
-    if (!SetConnectionOptions(hInternet, options))
+    if (!SetConnectionOptions(hInternet, options) && HasTraceLibrary())
     {
         CStringEx strError;
         strError.Format(L"SetProxyAutoConfigURLFlag: Error=0X%x", GetLastError());

@@ -8,7 +8,10 @@ CAutoFunTrace::CAutoFunTrace(const char* name)
 {
     try
     {
-        m_strName = name;
+        if (HasTraceLibrary())
+        {
+            m_strName = name;
+        }
     }
     catch (const std::bad_alloc&)
     {
@@ -17,8 +20,12 @@ CAutoFunTrace::CAutoFunTrace(const char* name)
     Write("--> ");
 }
 
-CAutoFunTrace::CAutoFunTrace(const wchar_t* name) : m_strName(CVarAdapter(name).Text())
+CAutoFunTrace::CAutoFunTrace(const wchar_t* name)
 {
+    if (HasTraceLibrary())
+    {
+        m_strName = CVarAdapter(name).Text();
+    }
     Write("--> ");
 }
 
@@ -31,8 +38,11 @@ void CAutoFunTrace::Write(const char* arrow) const
 {
     try
     {
-        const std::string message = arrow + m_strName;
-        TraceVars(kTraceProgress, message.c_str(), nullptr);
+        if (HasTraceLibrary())
+        {
+            const std::string message = arrow + m_strName;
+            TraceVars(kTraceProgress, message.c_str(), nullptr);
+        }
     }
     catch (const std::bad_alloc&)
     {

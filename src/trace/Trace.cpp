@@ -45,6 +45,16 @@ struct TraceLibrary
     CDLLHandle handle;
 };
 
+HMODULE LoadedTraceLibrary()
+{
+    if (g_bLibraryGone)
+    {
+        return nullptr;
+    }
+    static const TraceLibrary s_library;
+    return s_library.handle.Get();
+}
+
 void AppendPair(std::string& record, const TraceVarPair& pair)
 {
     if (pair.pszName != nullptr)
@@ -79,6 +89,10 @@ template <typename Value>
 void WriteTextVar(unsigned long level, const wchar_t* text, const char* name, Value value)
 try
 {
+    if (!HasTraceLibrary())
+    {
+        return;
+    }
     const CVarAdapter varValue(value);
     const TraceVarPair pairValue = {name, &varValue};
     if (text == nullptr)
@@ -103,18 +117,18 @@ TraceProc GetTraceProc()
     {
         return write;
     }
-    if (g_bLibraryGone)
+    const HMODULE hLibrary = LoadedTraceLibrary();
+    if (hLibrary == nullptr)
     {
         return nullptr;
     }
-    static const TraceLibrary s_library;
-    if (s_library.handle.Get() == nullptr)
-    {
-        return nullptr;
-    }
-    g_write = reinterpret_cast<TraceProc>(
-        reinterpret_cast<void*>(GetProcAddress(s_library.handle.Get(), kTraceExport)));
+    g_write = reinterpret_cast<TraceProc>(reinterpret_cast<void*>(GetProcAddress(hLibrary, kTraceExport)));
     return g_write;
+}
+
+bool HasTraceLibrary()
+{
+    return LoadedTraceLibrary() != nullptr;
 }
 
 void TraceVars(unsigned long level, const char* message, const TraceVarPair* first, ...)
@@ -150,6 +164,10 @@ void TraceVars(unsigned long level, const char* message, const TraceVarPair* fir
 void TraceText(unsigned long level, const wchar_t* text)
 try
 {
+    if (!HasTraceLibrary())
+    {
+        return;
+    }
     const CVarAdapter varText(text);
     const TraceVarPair pairText = {nullptr, &varText};
     TraceVars(level, "", &pairText, kEndOfPairs);

@@ -21,6 +21,10 @@ using TraceProc = void(__stdcall*)(unsigned long level, unsigned long, unsigned 
 // stays away for the life of the process.
 TraceProc GetTraceProc();
 
+// False when no record will ever be taken, so that none needs to be made. Loads the library like
+// GetTraceProc.
+bool HasTraceLibrary();
+
 // Writes one record: the message and a blank (nothing at all for a null message), then "name=value,"
 // for each pair up to a null pointer, then a line feed. The list ends with a typed null,
 // static_cast<const TraceVarPair*>(nullptr): a bare 0 may be half as wide as a pointer. Raises nothing;

@@ -94,23 +94,14 @@ protected:
     {
         g_pCalls = &m_calls;
         g_dwHost = GetCurrentThreadId();
-        Patch("Sleep", RecordSleep);
-        Patch("WaitForSingleObject", RecordWaitOne);
-        Patch("WaitForMultipleObjects", RecordWaitMany);
-        Patch("MsgWaitForMultipleObjects", RecordWaitWithMessages);
-        Patch("PeekMessageW", RecordPeek);
-        Patch("DispatchMessageW", RecordDispatch);
-        Patch("LoadCursorW", RecordLoadCursor);
-        Patch("SetCursor", RecordSetCursor);
-    }
-
-    template <typename Function>
-    void Patch(const char* pszName, Function* pfn)
-    {
-        if (CImportPatch::IsImported(m_pModule->Handle(), pszName))
-        {
-            m_pModule->Patch(pszName, pfn);
-        }
+        m_pModule->Imports().AddIfImported("Sleep", RecordSleep);
+        m_pModule->Imports().AddIfImported("WaitForSingleObject", RecordWaitOne);
+        m_pModule->Imports().AddIfImported("WaitForMultipleObjects", RecordWaitMany);
+        m_pModule->Imports().AddIfImported("MsgWaitForMultipleObjects", RecordWaitWithMessages);
+        m_pModule->Imports().AddIfImported("PeekMessageW", RecordPeek);
+        m_pModule->Imports().AddIfImported("DispatchMessageW", RecordDispatch);
+        m_pModule->Imports().AddIfImported("LoadCursorW", RecordLoadCursor);
+        m_pModule->Imports().AddIfImported("SetCursor", RecordSetCursor);
     }
 
     void ExpectSendsWithoutWaiting(const char* pszWhen)

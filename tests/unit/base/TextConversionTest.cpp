@@ -98,7 +98,7 @@ TEST_F(TextConversionTest, GivesAnEmptyTextWhenOnlyTheConversionItselfFails)
     EXPECT_EQ(cb, 0);
 }
 
-TEST(TextConversionTest, WideCopyAtOnceTakesTheTextUpToItsEnd)
+TEST_F(TextConversionTest, WideCopyAtOnceTakesTheTextUpToItsEnd)
 {
     struct Row
     {

@@ -71,6 +71,8 @@ TEST_F(AutoFunTraceTest, Nests)
 
 TEST_F(AutoFunTraceTest, RaisesTheComErrorWhenAWideNameFindsNoMemory)
 {
+    TraceVars(2, "m", static_cast<const TraceVarPair*>(nullptr));  // finds the library
+    m_trace.Take();
     HRESULT hr = S_OK;
     {
         const CFailingHeap failing;
@@ -96,7 +98,7 @@ TEST_F(AutoFunTraceTest, RaisesNothingButTheComErrorForAWideName)
     unsigned failing = 1;
     for (bool bFailed = true; bFailed; ++failing)
     {
-        m_recorder.Forget();
+        m_trace.Take();
         bool bOther = false;
         HRESULT hr = S_OK;
         {
@@ -140,6 +142,22 @@ TEST_F(AutoFunTraceTest, RaisesNothingWhenANarrowNameFindsNoMemory)
         }
     }
     EXPECT_FALSE(raised);
+}
+
+// Records that nobody takes cost nothing.
+TEST_F(AutoFunTraceTest, MakesNothingWithoutALibrary)
+{
+    m_trace.m_bFound = false;
+    TraceText(2, L"looks for the library");
+    const CFailingHeap heap(1000, 1);  // counts
+    {
+        const CAutoFunTrace narrow("a name that needs a block of its own");
+        const CAutoFunTrace wide(L"a name that needs a block of its own");
+        TraceText(2, L"a text that needs a block of its own");
+        TraceTextVar(2, L"a text that needs a block of its own", "name",
+                     L"a value that needs a block of its own");
+    }
+    EXPECT_EQ(heap.Requests(), 0u);
 }
 
 TEST_F(AutoFunTraceTest, IsDestroyedVirtually)
