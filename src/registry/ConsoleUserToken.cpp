@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cwchar>
 
+#include "base/FirstUse.h"
 #include "base/ScopedHandle.h"
 #include "registry/OSVersion.h"
 #include "registry/SystemLibrary.h"
@@ -14,6 +15,8 @@ constexpr DWORD kNoConsoleSession = 0xFFFFFFFF;
 constexpr DWORD kMaxProcesses = 1024;
 constexpr DWORD kProcessAccess = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ;
 constexpr DWORD kTokenAccess = TOKEN_DUPLICATE | TOKEN_IMPERSONATE | TOKEN_QUERY;
+
+constinit CFirstUse<CSystemLibrary> g_psapi;
 
 using WTSGetActiveConsoleSessionIdProc = DWORD WINAPI();
 using EnumProcessesProc = BOOL WINAPI(DWORD* pProcesses, DWORD cb, DWORD* pcbNeeded);
@@ -111,14 +114,14 @@ BOOL GetCurrentUserToken(HANDLE* phToken)
         return FALSE;
     }
 
-    static const CSystemLibrary s_psapi(L"psapi.dll");
+    const CSystemLibrary& psapi = g_psapi.Get(L"psapi.dll");
     const CSystemLibrary& advapi32 = GetAdvapi32();
-    if (!s_psapi || !advapi32)
+    if (!psapi || !advapi32)
     {
         return FALSE;
     }
-    const EntryPoints entry = {s_psapi.Find<EnumProcessesProc>("EnumProcesses"),
-                               s_psapi.Find<GetModuleFileNameExProc>("GetModuleFileNameExW"),
+    const EntryPoints entry = {psapi.Find<EnumProcessesProc>("EnumProcesses"),
+                               psapi.Find<GetModuleFileNameExProc>("GetModuleFileNameExW"),
                                advapi32.Find<OpenProcessTokenProc>("OpenProcessToken"),
                                advapi32.Find<GetTokenInformationProc>("GetTokenInformation")};
     if (!entry.Complete())

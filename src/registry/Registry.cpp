@@ -1,5 +1,6 @@
 #include "registry/Registry.h"
 
+#include "base/FirstUse.h"
 #include "base/ScopedHandle.h"
 #include "base/StringEx.h"
 #include "registry/ConsoleUserToken.h"
@@ -11,6 +12,8 @@ namespace
 
 constexpr DWORD kUserNameLength = 260;
 constexpr DWORD kProfileNoUI = 1;
+
+constinit CFirstUse<CSystemLibrary> g_userenv;
 
 // The record that the profile loader takes; its header is not among those of every compiler.
 struct ProfileInfo
@@ -41,14 +44,14 @@ void DebugError(const wchar_t* pszFormat, DWORD dwError)
 
 void CRegistry::GetCurrentUserKeyInVista(HKEY* phKey)
 {
-    static const CSystemLibrary s_userenv(L"userenv.dll");
+    const CSystemLibrary& userenv = g_userenv.Get(L"userenv.dll");
     const CSystemLibrary& advapi32 = GetAdvapi32();
-    if (!s_userenv || !advapi32)
+    if (!userenv || !advapi32)
     {
         OutputDebugStringW(L"CRegistry::GetCurrentUserKeyInVista LoadSystemLibrary Fail");
         return;
     }
-    auto* const pfnLoadUserProfile = s_userenv.Find<LoadUserProfileProc>("LoadUserProfileW");
+    auto* const pfnLoadUserProfile = userenv.Find<LoadUserProfileProc>("LoadUserProfileW");
     auto* const pfnImpersonate = advapi32.Find<ImpersonateLoggedOnUserProc>("ImpersonateLoggedOnUser");
     auto* const pfnRevertToSelf = advapi32.Find<RevertToSelfProc>("RevertToSelf");
     if (pfnLoadUserProfile == nullptr || pfnImpersonate == nullptr || pfnRevertToSelf == nullptr)

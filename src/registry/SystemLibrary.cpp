@@ -2,6 +2,15 @@
 
 #include <shlwapi.h>
 
+#include "base/FirstUse.h"
+
+namespace
+{
+
+constinit CFirstUse<CSystemLibrary> g_advapi32;
+
+}  // namespace
+
 HMODULE LoadSystemLibrary(const wchar_t* name)
 {
     wchar_t szPath[MAX_PATH] = {};
@@ -15,6 +24,5 @@ HMODULE LoadSystemLibrary(const wchar_t* name)
 
 const CSystemLibrary& GetAdvapi32()
 {
-    static const CSystemLibrary s_advapi32(L"advapi32.dll");
-    return s_advapi32;
+    return g_advapi32.Get(L"advapi32.dll");
 }

@@ -8,7 +8,7 @@
 // Loads name from the system directory, by full path. Null on failure. The caller owns the reference.
 HMODULE LoadSystemLibrary(const wchar_t* name);
 
-// A system library that is loaded once and kept for the life of the process; meant for a static.
+// A system library that is loaded once and kept for the life of the process; meant for a CFirstUse.
 class CSystemLibrary
 {
 public:

@@ -9,6 +9,7 @@
 #include <new>
 #include <string>
 
+#include "base/FirstUse.h"
 #include "trace/DLLHandle.h"
 
 namespace
@@ -44,6 +45,7 @@ struct TraceLibrary
 
     CDLLHandle handle;
 };
+constinit CFirstUse<TraceLibrary> g_library;
 
 HMODULE LoadedTraceLibrary()
 {
@@ -51,8 +53,7 @@ HMODULE LoadedTraceLibrary()
     {
         return nullptr;
     }
-    static const TraceLibrary s_library;
-    return s_library.handle.Get();
+    return g_library.Get().handle.Get();
 }
 
 void AppendPair(std::string& record, const TraceVarPair& pair)
