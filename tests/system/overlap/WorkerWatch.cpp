@@ -4,12 +4,12 @@
 
 #include <atomic>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <set>
 
 #include "support/CallText.h"
 #include "support/Hold.h"
+#include "support/Mutex.h"
 #include "system/HttpRawHost.h"
 
 namespace
@@ -21,7 +21,7 @@ struct State
 {
     CJournal journal;
 
-    std::mutex mutex;  // around what follows
+    CMutex mutex;  // around what follows
     int cWorkers = 0;
     std::map<HINTERNET, int> requests;  // the open ones, and their workers
     std::map<int, HINTERNET> lastRequests;
@@ -51,7 +51,7 @@ Result Done(const std::string& call, Result result)
 
 void UseRequest(HINTERNET hRequest, const std::string& call)
 {
-    const std::lock_guard<std::mutex> lock(g_pState->mutex);
+    const std::lock_guard lock(g_pState->mutex);
     const auto request = g_pState->requests.find(hRequest);
     if (t_worker == 0 || (request != g_pState->requests.end() && request->second == t_worker))
     {
@@ -66,7 +66,7 @@ void UseRequest(HINTERNET hRequest, const std::string& call)
 // Puts the free numbers up to that of the handle out of use, if that is free.
 void Occupy(HINTERNET hRequest)
 {
-    const std::lock_guard<std::mutex> lock(g_pState->mutex);
+    const std::lock_guard lock(g_pState->mutex);
     HINTERNET hFiller = nullptr;
     while (hFiller < hRequest && g_pState->fillers.size() < kMostFillers)
     {
@@ -77,7 +77,7 @@ void Occupy(HINTERNET hRequest)
 
 void Free(HINTERNET hFiller)
 {
-    const std::lock_guard<std::mutex> lock(g_pState->mutex);
+    const std::lock_guard lock(g_pState->mutex);
     if (g_pState->fillers.erase(hFiller) != 0)
     {
         InternetCloseHandle(hFiller);
@@ -87,7 +87,7 @@ void Free(HINTERNET hFiller)
 // What the test has set for this worker, once; nothing: what the platform says.
 std::optional<DWORD> Take(std::map<int, DWORD>& ends)
 {
-    const std::lock_guard<std::mutex> lock(g_pState->mutex);
+    const std::lock_guard lock(g_pState->mutex);
     const auto end = ends.extract(t_worker);
     return end.empty() ? std::nullopt : std::optional(end.mapped());
 }
@@ -97,7 +97,7 @@ HINTERNET WINAPI Connect(HINTERNET hSession, LPCWSTR pszHost, INTERNET_PORT port
 {
     if (t_worker == 0)
     {
-        const std::lock_guard<std::mutex> lock(g_pState->mutex);
+        const std::lock_guard lock(g_pState->mutex);
         t_worker = ++g_pState->cWorkers;
     }
     if (g_pState->hHandedOn != nullptr)
@@ -115,7 +115,7 @@ HINTERNET WINAPI Open(HINTERNET hConnect, LPCWSTR pszVerb, LPCWSTR pszObject, LP
     const HINTERNET hRequest =
         HttpOpenRequestW(hConnect, pszVerb, pszObject, pszVersion, pszReferrer, ppszTypes, dwFlags, context);
     {
-        const std::lock_guard<std::mutex> lock(g_pState->mutex);
+        const std::lock_guard lock(g_pState->mutex);
         g_pState->requests[hRequest] = t_worker;
         g_pState->lastRequests[t_worker] = hRequest;
     }
@@ -177,7 +177,7 @@ BOOL WINAPI Close(HINTERNET hInternet)
 {
     {
         // Before the platform does it: from then on another thread may get the number.
-        const std::lock_guard<std::mutex> lock(g_pState->mutex);
+        const std::lock_guard lock(g_pState->mutex);
         g_pState->requests.erase(hInternet);
     }
     return InternetCloseHandle(hInternet);
@@ -252,13 +252,13 @@ std::vector<std::string> CWorkerWatch::CallsOf(int worker) const
 
 std::vector<std::string> CWorkerWatch::Faults() const
 {
-    const std::lock_guard<std::mutex> lock(g_pState->mutex);
+    const std::lock_guard lock(g_pState->mutex);
     return g_pState->faults;
 }
 
 HINTERNET CWorkerWatch::RequestOf(int worker) const
 {
-    const std::lock_guard<std::mutex> lock(g_pState->mutex);
+    const std::lock_guard lock(g_pState->mutex);
     const auto request = g_pState->lastRequests.find(worker);
     return request == g_pState->lastRequests.end() ? nullptr : request->second;
 }
@@ -283,12 +283,12 @@ void CWorkerWatch::HandOn(HINTERNET hRequest, int worker, const std::function<vo
 
 void CWorkerWatch::EndNextSend(int worker, DWORD dwError)
 {
-    const std::lock_guard<std::mutex> lock(g_pState->mutex);
+    const std::lock_guard lock(g_pState->mutex);
     g_pState->sends[worker] = dwError;
 }
 
 void CWorkerWatch::EndNextDialog(int worker, DWORD dwResult)
 {
-    const std::lock_guard<std::mutex> lock(g_pState->mutex);
+    const std::lock_guard lock(g_pState->mutex);
     g_pState->dialogs[worker] = dwResult;
 }

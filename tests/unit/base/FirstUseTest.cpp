@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <vector>
+#include <list>
 
 #include "support/SideThread.h"
 
@@ -70,15 +69,15 @@ TEST_F(FirstUseTest, GivesAllThreadsTheSameFinishedValue)
     std::atomic<int> cRight{0};
     g_cExpected = kThreads;
     {
-        std::vector<std::unique_ptr<CSideThread>> threads;
+        std::list<CSideThread> threads;
         for (int i = 0; i < kThreads; ++i)
         {
-            threads.push_back(std::make_unique<CSideThread>(
+            threads.emplace_back(
                 [&]
                 {
                     --g_cExpected;
                     cRight += first.Get(5).value == 5;
-                }));
+                });
         }
     }
     EXPECT_EQ(cRight, kThreads);

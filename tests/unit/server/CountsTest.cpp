@@ -3,13 +3,13 @@
 
 #include <atomic>
 #include <functional>
+#include <list>
 #include <new>
-#include <thread>
-#include <vector>
 
 #include "kvHttp/HttpRaw.h"
 #include "server/Factory.h"
 #include "server/Unknown.h"
+#include "support/SideThread.h"
 
 namespace
 {
@@ -30,7 +30,7 @@ LONG RunBatch(const Step& step)
 {
     std::atomic<LONG> ready{0};
     std::atomic<LONG> twoSteps{0};
-    std::vector<std::thread> threads;
+    std::list<CSideThread> threads;
     for (LONG thread = 0; thread < kThreads; ++thread)
     {
         threads.emplace_back(
@@ -39,7 +39,7 @@ LONG RunBatch(const Step& step)
                 ++ready;
                 while (ready < kThreads)
                 {
-                    std::this_thread::yield();
+                    SwitchToThread();
                 }
                 for (LONG round = 0; round < kRounds; ++round)
                 {
@@ -48,10 +48,7 @@ LONG RunBatch(const Step& step)
                 }
             });
     }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
-    }
+    threads.clear();
     return kAll - twoSteps;
 }
 
