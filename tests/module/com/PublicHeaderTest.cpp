@@ -1,11 +1,14 @@
 // A host that knows the public header only, with the component registered for this process.
-#include "PublicHeader.h"
-
 #include <gtest/gtest.h>
 
 #include <objbase.h>
 
+#include "module/com/header/PublicHeader.h"
 #include "module/com/ServerModule.h"
+
+#define HOST(function) extern "C" PublicHeaderAnswers function();
+KVHTTP_HEADER_HOSTS
+#undef HOST
 
 namespace
 {
@@ -39,13 +42,26 @@ private:
 
 TEST(PublicHeaderTest, IsEnoughForAHostInEveryLanguageVersion)
 {
-    const CRegisteredFactory factory;
-    for (PublicHeaderAnswers (*const use)() : {UsePublicHeader17, UsePublicHeader20})
+    struct Row
     {
-        const PublicHeaderAnswers answers = use();
+        const char* label;
+        PublicHeaderAnswers (*use)();
+    };
+#define HOST(function) {#function, function},
+    const Row rows[] = {KVHTTP_HEADER_HOSTS};
+#undef HOST
+    const CRegisteredFactory factory;
+    for (const Row& row : rows)
+    {
+        SCOPED_TRACE(row.label);
+        const PublicHeaderAnswers answers = row.use();
         EXPECT_EQ(answers.hrCreate, S_OK);
         EXPECT_EQ(answers.status, 1ul);
         EXPECT_TRUE(answers.bSameIdentifier);
+        EXPECT_EQ(answers.hrPostRequest, E_INVALIDARG);
+        EXPECT_EQ(answers.hrPostUrl, E_INVALIDARG);
+        EXPECT_EQ(answers.hrResponse, E_FAIL);
+        EXPECT_EQ(answers.references, 0ul);
     }
 }
 

@@ -4,32 +4,32 @@
 #include "PublicHeader.h"
 
 static_assert(REQ_STATUS_HTTP_ERROR == 0 && REQ_STATUS_IDLE == 1 && REQ_STATUS_FAILED == 2 &&
-              REQ_STATUS_NOT_CONNECTED == 3 && REQ_STATUS_SENDING == 5 && REQ_STATUS_RECEIVING == 6 &&
-              REQ_STATUS_TIMEOUT == 7 && REQ_STATUS_DONE == 9);
-static_assert(sizeof(HttpRequestStatus) == sizeof(unsigned long));
+                  REQ_STATUS_NOT_CONNECTED == 3 && REQ_STATUS_SENDING == 5 && REQ_STATUS_RECEIVING == 6 &&
+                  REQ_STATUS_TIMEOUT == 7 && REQ_STATUS_DONE == 9,
+              "the statuses as the module reports them");
+static_assert(sizeof(HttpRequestStatus) == sizeof(unsigned long), "as GetRequestStatus stores it");
 
-// The header's constants are usable before the program runs.
-static_assert(CLSID_HttpRaw.Data1 == 0x6F2A1C3E && IID_IHttpRaw.Data4[7] == 0x63);
-
-PublicHeaderAnswers KVHTTP_HEADER_FUNCTION()
+extern "C" PublicHeaderAnswers KVHTTP_HEADER_HOST()
 {
     PublicHeaderAnswers answers = {};
     IHttpRaw* pHttpRaw = nullptr;
-    void* pFace = nullptr;
     CoInitialize(nullptr);
-    answers.hrCreate = CoCreateInstance(CLSID_HttpRaw, nullptr, CLSCTX_INPROC_SERVER, IID_IHttpRaw, &pFace);
+    answers.hrCreate =
+        CoCreateInstance(CLSID_HttpRaw, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&pHttpRaw));
     if (SUCCEEDED(answers.hrCreate))
     {
-        pHttpRaw = static_cast<IHttpRaw*>(pFace);
+        BSTR response = nullptr;
+        pHttpRaw->SetDownloadFile(L"");
+        pHttpRaw->SetParentWnd(nullptr);
         pHttpRaw->SetTimeout(5);
+        pHttpRaw->SetTraceResponse(0);
+        answers.hrPostRequest = pHttpRaw->PostRequest(L"", L"a=1");
+        answers.hrPostUrl = pHttpRaw->PostUrl(L"");
         pHttpRaw->GetRequestStatus(&answers.status);
-        pHttpRaw->Release();
+        answers.hrResponse = pHttpRaw->GetResponseData(&response);
+        answers.references = pHttpRaw->Release();
     }
     CoUninitialize();
-#if defined(_MSC_VER) || defined(__CRT_UUID_DECL)
-    answers.bSameIdentifier = IsEqualIID(__uuidof(IHttpRaw), IID_IHttpRaw) != FALSE;
-#else
-    answers.bSameIdentifier = true;
-#endif
+    answers.bSameIdentifier = IsEqualIID(__uuidof(IHttpRaw), IID_IHttpRaw);
     return answers;
 }

@@ -1,12 +1,13 @@
-// What a host does with nothing but the public header. Compiled once for each language version.
+// What a host does with nothing but the public header. Compiled once for each compiler and language version.
 #pragma once
 
-struct PublicHeaderAnswers
+typedef struct PublicHeaderAnswers
 {
     long hrCreate;
-    bool bSameIdentifier;
+    int bSameIdentifier;
     unsigned long status;
-};
-
-PublicHeaderAnswers UsePublicHeader17();
-PublicHeaderAnswers UsePublicHeader20();
+    long hrPostRequest;  // both without a URL
+    long hrPostUrl;
+    long hrResponse;
+    unsigned long references;  // after Release
+} PublicHeaderAnswers;
