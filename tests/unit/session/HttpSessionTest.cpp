@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <memory>
+#include <type_traits>
 
 #include "support/RecordedTrace.h"
 #include "support/ReportedVersion.h"
@@ -170,6 +171,18 @@ TEST_F(HttpSessionTest, FirefoxThatDetectsOrFollowsTheSystemSetsNothing)
     }
 }
 
+TEST_F(HttpSessionTest, FirefoxWithoutAFolderOfItsOwnTakesTheSystemsSettings)
+{
+    UseFirefox(Pref("type", "0"));
+    m_shell.m_bAllocator = false;
+    m_shell.m_cchWindows = 260;
+    EXPECT_EQ(m_session.OpenInternet(), 0);
+    EXPECT_THAT(m_platform.m_calls, ElementsAre(kOpenSystem));
+    EXPECT_THAT(m_trace.m_records, Not(Contains(kUsesSystem)));
+    EXPECT_THAT(m_trace.m_records,
+                Contains(Progress("CProxyInfo::GetNSProxyInfo--GetMozillaProfile--error")));
+}
+
 TEST_F(HttpSessionTest, OpensOnce)
 {
     m_session.OpenInternet();
@@ -199,6 +212,18 @@ TEST_F(HttpSessionTest, FailedOpeningStillSetsTheScriptOnTheNullHandle)
     m_session.OpenInternet();
     EXPECT_THAT(m_platform.m_calls,
                 ElementsAre(kOpenSystem, SetScript("null", "u"), "set(null, 37, null, 0)"));
+}
+
+TEST_F(HttpSessionTest, FailedOpeningIsTriedAgainWithTheSettingsOfThatTime)
+{
+    m_platform.m_bOpens = false;
+    m_session.OpenInternet();
+    m_platform.m_calls.clear();
+    m_platform.m_bOpens = true;
+    UseFirefox(Pref("type", "0"));
+    EXPECT_EQ(m_session.OpenInternet(), 0);
+    EXPECT_THAT(m_platform.m_calls, ElementsAre(kOpenDirect));
+    EXPECT_EQ(m_session.GetHandle(), CRecordedSession::Handle());
 }
 
 TEST_F(HttpSessionTest, FailedOptionsLeaveTheSessionOpen)
@@ -236,6 +261,11 @@ TEST_F(HttpSessionTest, DestructionCloses)
         m_platform.m_calls.clear();
     }
     EXPECT_THAT(m_platform.m_calls, ElementsAre("close(session)"));
+}
+
+TEST_F(HttpSessionTest, IsDestroyedVirtually)
+{
+    EXPECT_TRUE(std::has_virtual_destructor_v<CHttpSession>);
 }
 
 TEST_F(HttpSessionTest, TracesDiscoveryWithinItsOwnRecords)

@@ -66,6 +66,10 @@ struct CRecordedSession::Platform
                                        : buffer == nullptr ? std::string("null")
                                                            : std::string("buffer")) +
                                       ", " + std::to_string(cb) + ")");
+        if (bList && g_pSession->m_onOptions)
+        {
+            g_pSession->m_onOptions();
+        }
         if (bList && g_pSession->m_dwOptionError != ERROR_SUCCESS)
         {
             SetLastError(g_pSession->m_dwOptionError);

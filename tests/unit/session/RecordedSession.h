@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <wininet.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,6 +24,7 @@ public:
 
     bool m_bOpens = true;
     DWORD m_dwOptionError = ERROR_SUCCESS;  // what setting the connection options fails with
+    std::function<void()> m_onOptions;      // runs, when there is one, while these are being set
 
     std::vector<std::string> m_calls;
 

@@ -26,6 +26,13 @@ TEST_F(SessionOptionsTest, ScriptIsSetWithItsFlags)
                 ElementsAre(Progress("Firefox autoconfig script:"), Progress("http://host/proxy.pac")));
 }
 
+TEST_F(SessionOptionsTest, ScriptIsTracedBeforeItIsSet)
+{
+    m_session.m_onOptions = [this] { m_trace.m_records.push_back("set"); };
+    CHttpSession::SetProxyAutoConfigURLFlag(CRecordedSession::Handle(), L"u");
+    EXPECT_THAT(m_trace.m_records, ElementsAre(Progress("Firefox autoconfig script:"), Progress("u"), "set"));
+}
+
 TEST_F(SessionOptionsTest, EmptyScriptIsSetToo)
 {
     CHttpSession::SetProxyAutoConfigURLFlag(CRecordedSession::Handle(), L"");
@@ -55,12 +62,27 @@ TEST_F(SessionOptionsTest, NullHandleIsToldToReadItsSettingsAgainAfterTheScript)
                                                "set(null, 37, null, 0)"));
 }
 
+TEST_F(SessionOptionsTest, NullHandleIsToldToReadItsSettingsAgainAfterTheScriptEvenWhenThatFailed)
+{
+    m_session.m_dwOptionError = 12009;
+    CHttpSession::SetProxyAutoConfigURLFlag(nullptr, L"u");
+    EXPECT_THAT(m_session.m_calls, ElementsAre("set(null, 75, size 32, null, error 0: 4='u' 1=4, 32)",
+                                               "set(null, 37, null, 0)"));
+}
+
 TEST_F(SessionOptionsTest, ProxyListIsSetWithItsBypassListAndFlags)
 {
     CHttpSession::SetManualFlag(CRecordedSession::Handle(), L"http=p:1;", L"a;b");
     EXPECT_THAT(m_session.m_calls,
                 ElementsAre("set(session, 75, size 32, null, error 0: 2='http=p:1;' 3='a;b' 1=3, 32)"));
     EXPECT_THAT(m_trace.m_records, ElementsAre(Progress("lpszProxyServer is"), Progress("http=p:1;")));
+}
+
+TEST_F(SessionOptionsTest, ProxyListIsTracedBeforeItIsSet)
+{
+    m_session.m_onOptions = [this] { m_trace.m_records.push_back("set"); };
+    CHttpSession::SetManualFlag(CRecordedSession::Handle(), L"p", L"b");
+    EXPECT_THAT(m_trace.m_records, ElementsAre(Progress("lpszProxyServer is"), Progress("p"), "set"));
 }
 
 TEST_F(SessionOptionsTest, EmptyBypassListBecomesLocal)
