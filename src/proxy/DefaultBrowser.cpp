@@ -113,7 +113,7 @@ int CProxyInfo::GetDefaultBrowser()
     }
     CStringEx strPath = LongPathOf(strCommand);
     strPath.MakeLower();
-    const emBrowserType emBrowser = BrowserOf(strPath);
+    const emBrowserType emBrowser = BrowserOf(strPath.c_str());
     if (emBrowser == BROWSER_OTHER)
     {
         return 0;

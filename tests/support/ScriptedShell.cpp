@@ -18,14 +18,14 @@ public:
     ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
     ULONG STDMETHODCALLTYPE Release() override
     {
-        g_pShell->m_calls.push_back("allocator released");
+        g_pShell->Add("allocator released");
         return 0;
     }
     void* STDMETHODCALLTYPE Alloc(SIZE_T) override { return nullptr; }
     void* STDMETHODCALLTYPE Realloc(void*, SIZE_T) override { return nullptr; }
     void STDMETHODCALLTYPE Free(void* block) override
     {
-        g_pShell->m_calls.push_back(block == FakeList() ? "list freed" : "something else freed");
+        g_pShell->Add(block == FakeList() ? "list freed" : "something else freed");
     }
     SIZE_T STDMETHODCALLTYPE GetSize(void*) override { return 0; }
     int STDMETHODCALLTYPE DidAlloc(void*) override { return 1; }
@@ -39,7 +39,7 @@ struct CScriptedShell::Platform
     static HRESULT WINAPI ScriptedGetMalloc(IMalloc** ppMalloc)
     {
         static CFakeMalloc s_malloc;
-        g_pShell->m_calls.push_back("SHGetMalloc");
+        g_pShell->Add("SHGetMalloc");
         if (!g_pShell->m_bAllocator)
         {
             return E_FAIL;
@@ -50,9 +50,9 @@ struct CScriptedShell::Platform
 
     static HRESULT WINAPI ScriptedGetLocation(HWND hWnd, int folder, PIDLIST_ABSOLUTE* ppList)
     {
-        g_pShell->m_calls.push_back("SHGetSpecialFolderLocation(" +
-                                    std::string(hWnd == nullptr ? "no window" : "a window") + ", " +
-                                    std::to_string(folder) + ")");
+        g_pShell->Add("SHGetSpecialFolderLocation(" +
+                      std::string(hWnd == nullptr ? "no window" : "a window") + ", " +
+                      std::to_string(folder) + ")");
         if (g_pShell->m_bLocation || g_pShell->m_bListOnFailure)
         {
             *ppList = FakeList();
@@ -62,15 +62,14 @@ struct CScriptedShell::Platform
 
     static BOOL WINAPI ScriptedGetPath(PCIDLIST_ABSOLUTE pList, LPSTR pszPath)
     {
-        g_pShell->m_calls.push_back(pList == FakeList() ? "SHGetPathFromIDListA"
-                                                        : "SHGetPathFromIDListA of another list");
+        g_pShell->Add(pList == FakeList() ? "SHGetPathFromIDListA" : "SHGetPathFromIDListA of another list");
         g_pShell->m_folder.copy(pszPath, g_pShell->m_folder.size());
         return g_pShell->m_bPath ? TRUE : FALSE;
     }
 
     static UINT WINAPI ScriptedGetWindows(LPSTR pszPath, UINT cch)
     {
-        g_pShell->m_calls.push_back("GetWindowsDirectoryA(" + std::to_string(cch) + ")");
+        g_pShell->Add("GetWindowsDirectoryA(" + std::to_string(cch) + ")");
         if (!g_pShell->m_windows.empty())
         {
             g_pShell->m_windows.copy(pszPath, g_pShell->m_windows.size());
@@ -91,6 +90,15 @@ CScriptedShell::CScriptedShell()
         std::make_unique<CImportPatch>(hSelf, "SHGetPathFromIDListA", Platform::ScriptedGetPath));
     m_patches.push_back(
         std::make_unique<CImportPatch>(hSelf, "GetWindowsDirectoryA", Platform::ScriptedGetWindows));
+}
+
+void CScriptedShell::Add(const std::string& call)
+{
+    m_calls.push_back(call);
+    if (m_onCall)
+    {
+        m_onCall(call);
+    }
 }
 
 CScriptedShell::~CScriptedShell()

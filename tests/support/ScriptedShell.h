@@ -6,6 +6,7 @@
 
 #include <shlobj.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,6 +34,10 @@ public:
     UINT m_cchWindows = 9;
 
     std::vector<std::string> m_calls;
+    // Gets every call as it comes, when there is one.
+    std::function<void(const std::string&)> m_onCall;
+
+    void Add(const std::string& call);
 
 private:
     struct Platform;

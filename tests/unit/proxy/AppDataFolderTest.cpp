@@ -12,14 +12,14 @@ namespace
 
 using testing::ElementsAre;
 
-std::vector<std::string>* g_pShellCalls = nullptr;
+CScriptedShell* g_pShell = nullptr;
 decltype(MultiByteToWideChar)* g_pfnWiden = nullptr;
 
 int WINAPI ScriptedWiden(UINT codePage, DWORD dwFlags, LPCCH from, int cb, LPWSTR to, int cch)
 {
     if (to != nullptr)
     {
-        g_pShellCalls->push_back("path taken");
+        g_pShell->Add("path taken");
     }
     return g_pfnWiden(codePage, dwFlags, from, cb, to, cch);
 }
@@ -122,7 +122,7 @@ TEST_F(AppDataFolderTest, TakesThePathBeforeItFreesTheList)
 {
     const CImportPatch widen(GetModuleHandleW(nullptr), "MultiByteToWideChar", ScriptedWiden);
     g_pfnWiden = widen.Original<decltype(MultiByteToWideChar)>();
-    g_pShellCalls = &m_shell.m_calls;
+    g_pShell = &m_shell;
     EXPECT_EQ(Folder(), L"Q:\\appdata\\Mozilla");
     EXPECT_THAT(m_shell.m_calls,
                 ElementsAre("SHGetMalloc", "SHGetSpecialFolderLocation(no window, 26)",

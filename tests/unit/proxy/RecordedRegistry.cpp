@@ -33,15 +33,23 @@ CRecordedRegistry::~CRecordedRegistry()
     g_pRegistry = nullptr;
 }
 
+void CRecordedRegistry::Add(const std::string& call)
+{
+    m_calls.push_back(call);
+    if (m_onCall)
+    {
+        m_onCall(call);
+    }
+}
+
 LSTATUS CRecordedRegistry::ScriptedOpen(HKEY hRoot, LPCWSTR pszSubkey, DWORD dwOptions, REGSAM access,
                                         PHKEY phKey)
 {
     char szAccess[32] = {};
     std::snprintf(szAccess, sizeof(szAccess), "0x%lX", access);
     const auto name = g_pRegistry->m_names.find(hRoot);
-    g_pRegistry->m_calls.push_back("Open(" + (name != g_pRegistry->m_names.end() ? name->second : "another") +
-                                   ", " + Narrow(pszSubkey) + ", " + szAccess +
-                                   (dwOptions == 0 ? ")" : ", with options)"));
+    g_pRegistry->Add("Open(" + (name != g_pRegistry->m_names.end() ? name->second : "another") + ", " +
+                     Narrow(pszSubkey) + ", " + szAccess + (dwOptions == 0 ? ")" : ", with options)"));
     const LSTATUS status = g_pRegistry->m_openPatch.Original<decltype(RegOpenKeyExW)>()(
         hRoot, pszSubkey, dwOptions, access, phKey);
     if (status == ERROR_SUCCESS)
@@ -54,7 +62,7 @@ LSTATUS CRecordedRegistry::ScriptedOpen(HKEY hRoot, LPCWSTR pszSubkey, DWORD dwO
 LSTATUS CRecordedRegistry::ScriptedQuery(HKEY hKey, LPCWSTR pszName, LPDWORD pdwReserved, LPDWORD pdwType,
                                          LPBYTE pData, LPDWORD pcbData)
 {
-    g_pRegistry->m_calls.push_back("Query(" + Narrow(pszName) + ", " + std::to_string(*pcbData) + ")");
+    g_pRegistry->Add("Query(" + Narrow(pszName) + ", " + std::to_string(*pcbData) + ")");
     return g_pRegistry->m_queryPatch.Original<decltype(RegQueryValueExW)>()(hKey, pszName, pdwReserved,
                                                                             pdwType, pData, pcbData);
 }
@@ -62,7 +70,7 @@ LSTATUS CRecordedRegistry::ScriptedQuery(HKEY hKey, LPCWSTR pszName, LPDWORD pdw
 LSTATUS CRecordedRegistry::ScriptedClose(HKEY hKey)
 {
     const bool bOpen = g_pRegistry->m_open.count(hKey) != 0;
-    g_pRegistry->m_calls.push_back(bOpen ? "Close" : "Close of a key that was not opened here");
+    g_pRegistry->Add(bOpen ? "Close" : "Close of a key that was not opened here");
     if (bOpen && --g_pRegistry->m_open[hKey] == 0)
     {
         g_pRegistry->m_open.erase(hKey);

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -24,6 +25,9 @@ public:
     // "Open(root, subkey, access)", "Query(value, size)", "Close", in their order.
     std::vector<std::string> m_calls;
 
+    // Gets every call as it comes, when there is one.
+    std::function<void(const std::string&)> m_onCall;
+
     // Keys that were opened and not closed.
     size_t OpenKeys() const { return m_open.size(); }
 
@@ -33,6 +37,8 @@ private:
     static LSTATUS WINAPI ScriptedQuery(HKEY hKey, LPCWSTR pszName, LPDWORD pdwReserved, LPDWORD pdwType,
                                         LPBYTE pData, LPDWORD pcbData);
     static LSTATUS WINAPI ScriptedClose(HKEY hKey);
+
+    void Add(const std::string& call);
 
     std::map<HKEY, std::string> m_names;
     std::map<HKEY, int> m_open;
