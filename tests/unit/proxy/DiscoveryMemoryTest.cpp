@@ -6,12 +6,12 @@
 #include <vector>
 
 #include "proxy/ProxyInfo.h"
+#include "support/FailingHeap.h"
 #include "support/ImportPatch.h"
 #include "support/RecordedTrace.h"
 #include "support/ReportedVersion.h"
 #include "support/ScriptedConsole.h"
 #include "support/TestHive.h"
-#include "unit/proxy/RefusedMemory.h"
 
 namespace
 {
@@ -63,7 +63,7 @@ protected:
         info.GetDefaultBrowser();  // what it loads once is there from now on
         m_trace.m_records.clear();
         info.m_dwBrowser = BROWSER_OTHER;
-        const CRefusedMemory memory(sizes);
+        const CFailingHeap memory(sizes);
         info.GetDefaultBrowser();
         EXPECT_EQ(static_cast<size_t>(memory.Refusals()), sizes.size());
         return info.m_dwBrowser;
@@ -107,7 +107,7 @@ TEST_F(DiscoveryMemoryTest, ALongPathWithoutItIsNoBrowser)
     EXPECT_EQ(Browser({BlockOf(m_long)}), 0u);
     EXPECT_THAT(m_trace.m_records, ElementsAre(kEntry, kExit));
     // Not even for the empty text that would stand in for it.
-    const CRefusedMemory memory{BlockOf(m_long), BlockOf(L"")};
+    const CFailingHeap memory{BlockOf(m_long), BlockOf(L"")};
     CProxyInfo info;
     EXPECT_EQ(info.GetDefaultBrowser(), 0);
     EXPECT_GE(memory.Refusals(), 1);
@@ -127,7 +127,7 @@ TEST_F(DiscoveryMemoryTest, AnOutputWithoutItIsEmptyAndTheResultStays)
     DWORD dwBrowser = 0;
     {
         // The record's own copy has one character more.
-        const CRefusedMemory memory{BlockOf(manual)};
+        const CFailingHeap memory{BlockOf(manual)};
         EXPECT_EQ(info.GetProxyInfo(strAutoURL, strManual, strBypass, &dwBrowser), 1);
         EXPECT_EQ(memory.Refusals(), 1);
     }
