@@ -48,7 +48,8 @@ IHttpRaw : public IUnknown
 public:
     // Posts data to url and returns at once. Both are copied and must not be null.
     // S_OK: started; a worker that could not be started shows as REQ_STATUS_FAILED.
-    // E_INVALIDARG: url or data is empty, nothing was started. E_FAIL: out of memory.
+    // E_INVALIDARG: url or data is empty, nothing was started. E_FAIL: out of memory,
+    // or called back while the last release waits.
     virtual HRESULT STDMETHODCALLTYPE PostRequest(const wchar_t* url, const wchar_t* data) = 0;
 
     // Posts to url, which must not be null. What follows its first '?' is taken off and becomes the

@@ -6,9 +6,10 @@
 
 #include <memory>
 
-// A new copy of text, with its terminator. Null when text is null or cannot be converted, and without
-// memory. *pcb, when asked for, is the size of the copy in bytes, terminator included; it tells the two
-// kinds of null apart: 0 for a text that cannot be converted, what it would take when there is no memory.
+// A new copy of text, with its terminator. Null when text is null or its size cannot be had, and without
+// memory; an empty text when only the conversion itself fails. *pcb, when asked for, is the size of the copy
+// in bytes, terminator included: 0 for a text that cannot be converted, what it would take when there is no
+// memory.
 std::unique_ptr<char[]> NarrowCopy(UINT codePage, const wchar_t* text, int* pcb = nullptr);
 
 // The same from text (not null), of which the first cb bytes are taken, or all up to the terminator for a cb

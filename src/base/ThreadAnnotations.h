@@ -12,5 +12,5 @@
 #define KVHTTP_GUARDED_BY(lock) KVHTTP_ANNOTATE(guarded_by(lock))
 #define KVHTTP_ACQUIRES(...) KVHTTP_ANNOTATE(acquire_capability(__VA_ARGS__))
 #define KVHTTP_RELEASES(...) KVHTTP_ANNOTATE(release_capability(__VA_ARGS__))
-// For what runs when the other thread is known to be gone, or reads on purpose without the lock.
+// For what may not take the lock: the thread that is being ended may hold it.
 #define KVHTTP_UNCHECKED KVHTTP_ANNOTATE(no_thread_safety_analysis)

@@ -16,6 +16,7 @@ HRESULT CHttpRaw::CreateInstance(IUnknown* pUnknownOuter, CUnknown** ppNewCompon
 
 CHttpRaw::~CHttpRaw()
 {
+    m_owner.Check();
     m_bReleased = true;
     if (m_pRequest != nullptr && !m_overtaken.IsEmpty())
     {
@@ -61,6 +62,7 @@ ULONG CHttpRaw::Release()
 
 HRESULT CHttpRaw::PostRequest(const wchar_t* url, const wchar_t* data)
 {
+    m_owner.Check();
     if (*url == L'\0' || *data == L'\0')
     {
         return E_INVALIDARG;
@@ -78,6 +80,7 @@ HRESULT CHttpRaw::PostRequest(const wchar_t* url, const wchar_t* data)
 
 HRESULT CHttpRaw::PostUrl(const wchar_t* url)
 {
+    m_owner.Check();
     if (*url == L'\0')
     {
         return E_INVALIDARG;
@@ -105,6 +108,7 @@ HRESULT CHttpRaw::PostUrl(const wchar_t* url)
 
 HRESULT CHttpRaw::GetRequestStatus(unsigned long* status)
 {
+    m_owner.Check();
     if (status == nullptr)
     {
         return E_INVALIDARG;
@@ -119,6 +123,7 @@ HRESULT CHttpRaw::GetRequestStatus(unsigned long* status)
 
 HRESULT CHttpRaw::GetResponseData(BSTR* response)
 {
+    m_owner.Check();
     if (m_pRequest == nullptr)
     {
         return E_FAIL;
@@ -131,24 +136,28 @@ HRESULT CHttpRaw::GetResponseData(BSTR* response)
 
 HRESULT CHttpRaw::SetDownloadFile(const wchar_t* path)
 {
+    m_owner.Check();
     m_bFileLost = !m_settings.strDownloadFile.Assign(path);
     return S_OK;
 }
 
 HRESULT CHttpRaw::SetParentWnd(HWND parent)
 {
+    m_owner.Check();
     m_settings.hWndParent = parent;
     return S_OK;
 }
 
 HRESULT CHttpRaw::SetTimeout(unsigned long seconds)
 {
+    m_owner.Check();
     m_settings.nTimeout = seconds;
     return S_OK;
 }
 
 HRESULT CHttpRaw::SetTraceResponse(unsigned long flag)
 {
+    m_owner.Check();
     m_settings.bTraceResponse = flag;
     return S_OK;
 }

@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "base/OwnerThread.h"
 #include "httpraw/OvertakenRequests.h"
 #include "kvHttp/HttpRaw.h"
 #include "request/HttpRequest.h"
@@ -56,4 +57,5 @@ private:
     bool m_bFileLost = false;                  // there was no memory for the path of the download file
     bool m_bReleased = false;                  // the destructor runs, and may be called back
     COvertakenRequests m_overtaken;
+    COwnerThread m_owner;
 };

@@ -1,5 +1,6 @@
 // Starting a request from the host's thread, which never waits for the transfer.
 #include <new>
+#include <utility>
 
 #include "base/UrlEncoding.h"
 #include "httpraw/HttpRaw.h"
@@ -56,20 +57,22 @@ HRESULT CHttpRaw::ReportOutOfMemory()
 }
 
 // Makes m_pRequest one that no worker uses. The one of the last send is reused, unless its exchange still
-// runs: two workers on one request would corrupt it.
+// runs: two workers on one request would corrupt it. Nothing is abandoned before its successor is there.
 bool CHttpRaw::PrepareRequest()
 {
-    if (m_pRequest != nullptr && !m_pRequest->IsIdle() && !m_overtaken.Keep(m_pRequest))
+    if (m_pRequest != nullptr && m_pRequest->IsIdle())
+    {
+        return true;
+    }
+    std::unique_ptr<CHttpRequest> pNext = m_overtaken.TakeIdle();
+    if (pNext == nullptr)
+    {
+        pNext.reset(new (std::nothrow) CHttpRequest(m_session.GetHandle(), m_session.UsesProxy()));
+    }
+    if (pNext == nullptr || (m_pRequest != nullptr && !m_overtaken.Keep(m_pRequest)))
     {
         return false;
     }
-    if (m_pRequest == nullptr)
-    {
-        m_pRequest = m_overtaken.TakeIdle();
-    }
-    if (m_pRequest == nullptr)
-    {
-        m_pRequest.reset(new (std::nothrow) CHttpRequest(m_session.GetHandle(), m_session.UsesProxy()));
-    }
-    return m_pRequest != nullptr;
+    m_pRequest = std::move(pNext);
+    return true;
 }

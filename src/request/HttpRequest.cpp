@@ -35,8 +35,7 @@ CHttpRequest::CHttpRequest(HINTERNET hSession, bool bUsesProxy)
     : m_hSession(hSession), m_bUsesProxy(bUsesProxy)
 {
     const CAutoFunTrace trace("CHttpRequest::CHttpRequest");
-    TraceTextVar(kTraceProgress, L"CHttpRequest::CHttpRequest, object=0x%X", "(void*)this",
-                 static_cast<const void*>(this));
+    TraceTextVar(kTraceProgress, L"CHttpRequest::CHttpRequest, object=0x%X", "(void*)this", this);
     SetAutoDelete(false);
     m_timer.Start();
 }
@@ -44,8 +43,7 @@ CHttpRequest::CHttpRequest(HINTERNET hSession, bool bUsesProxy)
 CHttpRequest::~CHttpRequest()
 {
     const CAutoFunTrace trace("CHttpRequest::~CHttpRequest\n");
-    TraceTextVar(kTraceProgress, L"CHttpRequest::~CHttpRequest, object=0x%X", "(void*)this",
-                 static_cast<const void*>(this));
+    TraceTextVar(kTraceProgress, L"CHttpRequest::~CHttpRequest, object=0x%X", "(void*)this", this);
     TraceText(kTraceProgress, L"Wait Thread exit...");
     m_bStop = 1;
     Abandon();
@@ -62,7 +60,6 @@ CHttpRequest::~CHttpRequest()
 
 HRESULT CHttpRequest::TakeSettings(const CRequestSettings& settings)
 {
-    Owner().Check();
     if (FAILED(SetFile(settings.strDownloadFile.c_str())) ||
         FAILED(SetUrl(settings.strUrl.c_str(), settings.strData.c_str())))
     {
@@ -76,6 +73,7 @@ HRESULT CHttpRequest::TakeSettings(const CRequestSettings& settings)
 
 HRESULT CHttpRequest::SetUrl(const wchar_t* lpszUrl, const wchar_t* lpszPostData)
 {
+    Owner().Check();
     if (lpszUrl == nullptr)
     {
         return E_INVALIDARG;
@@ -90,6 +88,7 @@ HRESULT CHttpRequest::SetUrl(const wchar_t* lpszUrl, const wchar_t* lpszPostData
 
 HRESULT CHttpRequest::SetFile(const wchar_t* lpszFile)
 {
+    Owner().Check();
     if (lpszFile == nullptr)
     {
         return E_INVALIDARG;
@@ -104,13 +103,14 @@ HRESULT CHttpRequest::SetFile(const wchar_t* lpszFile)
 
 void CHttpRequest::SetParentWnd(HWND hWndParent)
 {
-    TraceTextVar(kTraceProgress, L"CHttpRequest::SetParentWnd", "hWndParent",
-                 static_cast<const void*>(hWndParent));
+    Owner().Check();
+    TraceTextVar(kTraceProgress, L"CHttpRequest::SetParentWnd", "hWndParent", hWndParent);
     m_hWndParent = hWndParent;
 }
 
 bool CHttpRequest::IsIdle() const
 {
+    Owner().Check();
     return IsRunning(m_emStatus) ? HasLeft() : AwaitLeaveBriefly();
 }
 
@@ -132,7 +132,7 @@ void CHttpRequest::Abandon()
 void CHttpRequest::UpdateRequestStatus(HttpRequestStatus emStatus)
 {
     const CAutoFunTrace trace("CHttpRequest::UpdateRequestStatus");
-    TraceTextVar(kTraceProgress, nullptr, "emStatus", static_cast<unsigned long>(emStatus));
+    TraceTextVar(kTraceProgress, nullptr, "emStatus", emStatus);
     m_emStatus.exchange(emStatus);
 }
 
@@ -192,7 +192,7 @@ unsigned CHttpRequest::Run()
     }
     catch (...)
     {
-        // Only memory that has run out gets here.
+        // A barrier: nothing above is known to raise, but a worker must not end the host's process.
         UpdateRequestStatus(REQ_STATUS_FAILED);
     }
     return 0;

@@ -31,15 +31,6 @@
 // life of the process.
 extern std::atomic<DWORD> g_dwSecurityFlags;
 
-// What an attempt asks for next.
-enum SendResult
-{
-    SEND_READ_BODY = 0,
-    SEND_STOP = 1,    // nothing to read; the status has been set
-    SEND_AGAIN = 2,   // on the same request handle
-    SEND_REOPEN = 3,  // the URL has changed
-};
-
 class CHttpRequest : public Qel::CThread
 {
 public:
@@ -68,8 +59,8 @@ public:
     // That window, or the desktop's when it is not set or has gone. Worker's thread.
     HWND GetParentWnd() const;
 
-    // True when a new exchange may be started on this object. A worker whose exchange has ended is given
-    // a moment to leave; one whose exchange still runs is not waited for.
+    // True when a new exchange may be started on this object. While the status is final the worker is given
+    // a moment to leave (AwaitLeaveBriefly); otherwise it is not waited for.
     bool IsIdle() const;
 
     // Restarts the clock and starts the worker; false when no thread could be created.

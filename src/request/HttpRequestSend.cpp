@@ -61,8 +61,7 @@ bool CHttpRequest::OpenRequest(const wchar_t* /*lpszVerb*/)
                                   INTERNET_SERVICE_HTTP, 0, 0);
     if (m_hConnect == nullptr)
     {
-        const DWORD dwError = GetLastError();
-        TraceTextVar(kTraceError, L"InternetConnect failed!", "dwError", dwError);
+        TraceTextVar(kTraceError, L"InternetConnect failed!", "dwError", GetLastError());
         return false;
     }
 
@@ -77,8 +76,7 @@ bool CHttpRequest::OpenRequest(const wchar_t* /*lpszVerb*/)
         HttpOpenRequestW(m_hConnect, L"POST", name.get(), L"HTTP/1.1", nullptr, nullptr, dwFlags, 0);
     if (hRequest == nullptr)
     {
-        const DWORD dwError = GetLastError();
-        TraceTextVar(kTraceError, L"HttpOpenRequest failed!", "dwError", dwError);
+        TraceTextVar(kTraceError, L"HttpOpenRequest failed!", "dwError", GetLastError());
         return false;
     }
     if (!m_hRequest.Open(hRequest))

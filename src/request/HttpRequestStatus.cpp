@@ -28,21 +28,19 @@ SendResult CHttpRequest::HandleLastError(DWORD dwError)
 // What a user is asked about is dwError.
 SendResult CHttpRequest::Carry(const CVerdict& verdict, DWORD dwError)
 {
-    switch (verdict.action)
+    if (verdict.result == SEND_ASK_USER)
     {
-        case VERDICT_READ:
-            return SEND_READ_BODY;
-        case VERDICT_RESEND:
-            return SEND_AGAIN;
-        case VERDICT_REDIRECT:
-            UpdateLocation();
-            return SEND_REOPEN;
-        case VERDICT_ASK_USER:
-            return PopIEErrorDlg(dwError, kDialogFlags);
-        default:
-            UpdateRequestStatus(verdict.emStatus);
-            return SEND_STOP;
+        return PopIEErrorDlg(dwError, kDialogFlags);
     }
+    if (verdict.result == SEND_REOPEN)
+    {
+        UpdateLocation();
+    }
+    if (verdict.result == SEND_STOP)
+    {
+        UpdateRequestStatus(verdict.emStatus);
+    }
+    return verdict.result;
 }
 
 SendResult CHttpRequest::PopIEErrorDlg(DWORD dwError, DWORD /*dwFlags*/)
@@ -50,14 +48,15 @@ SendResult CHttpRequest::PopIEErrorDlg(DWORD dwError, DWORD /*dwFlags*/)
     const CAutoFunTrace trace("CHttpRequest::PopIEErrorDlg");
     // The user's time in the dialog does not count: the clock stands still, then begins again.
     m_timer.Stop();
-    const DWORD dwResult = m_hRequest.Use(
-        DWORD{ERROR_INTERNET_OPERATION_CANCELLED}, [&](HINTERNET hRequest)
-        { return InternetErrorDlg(GetParentWnd(), hRequest, dwError, kDialogFlags, nullptr); });
+    const HWND hWndParent = GetParentWnd();
+    const DWORD dwResult =
+        m_hRequest.Use(DWORD{ERROR_INTERNET_OPERATION_CANCELLED}, [&](HINTERNET hRequest)
+                       { return InternetErrorDlg(hWndParent, hRequest, dwError, kDialogFlags, nullptr); });
     m_timer.Restart();
     TraceTextVar(kTraceProgress, L"InternetErrorDlg closed", "dwResult", dwResult);
 
     const CVerdict verdict = JudgeDialogResult(dwResult, dwError);
-    if (verdict.action != VERDICT_END)
+    if (verdict.result != SEND_STOP)
     {
         g_dwSecurityFlags |= GetSecurityFlags();
         SetOption(INTERNET_OPTION_SECURITY_FLAGS, g_dwSecurityFlags);
@@ -74,8 +73,7 @@ void CHttpRequest::UpdateLocation()
     {
         m_strUrl = szLocation;
         m_url.Crack(m_strUrl);
-        TraceTextVar(kTraceProgress, L"Url redirected!", "szLocation",
-                     static_cast<const wchar_t*>(szLocation));
+        TraceTextVar(kTraceProgress, L"Url redirected!", "szLocation", szLocation);
     }
 }
 

@@ -20,8 +20,8 @@ constexpr DWORD kAnyInput = 0xFF;
 // Ending a thread is not done when the call returns.
 constexpr DWORD kKillWaitMs = 1000;
 
-// What a worker does after it has dropped its handle takes no time, unless it is not let run.
-constexpr DWORD kLeaveWaitMs = 60000;
+// Ten seconds or more. Turns and not ticks, since a machine that sleeps counts ticks, but lets no worker run.
+constexpr int kTurnsToLeave = 10000;
 
 // A worker on its way out needs microseconds, or as long as the trace library takes for a few records.
 constexpr LONGLONG kBriefWaitsPerSecond = 500;
@@ -43,12 +43,6 @@ bool IsUserInput(UINT message)
 {
     return (message >= WM_MOUSEFIRST && message <= 0x20A) || (message >= WM_KEYFIRST && message <= 0x108) ||
            message == WM_COMMAND || message == WM_TIMER;
-}
-
-// As a signed difference, so that it does not matter when the tick count wraps.
-bool HasPassed(DWORD dwMilliseconds, DWORD dwStart)
-{
-    return static_cast<LONG>(GetTickCount() - dwStart) > static_cast<LONG>(dwMilliseconds);
 }
 
 // The worker keeps the module loaded: after the last release the host may free it while the worker is
@@ -201,7 +195,9 @@ CThread::Ending CThread::AwaitEnd(DWORD dwTimeout, bool bFilterInput)
                 KillThread(hThread, kKilledOnQuit, L"quit process, kill the thread!!!");
                 return KILLED_TO_QUIT;
             }
-            if (dwTimeout > 0 && HasPassed(dwTimeout, dwStart))
+            // As a signed difference, so that it does not matter when the tick count wraps.
+            const LONG elapsed = static_cast<LONG>(GetTickCount() - dwStart);
+            if (dwTimeout > 0 && elapsed > static_cast<LONG>(dwTimeout))
             {
                 KillThread(hThread, kKilledOnTimeout, kTimeoutReason);
                 return KILLED;
@@ -228,17 +224,16 @@ CThread::Ending CThread::AwaitEnd(DWORD dwTimeout, bool bFilterInput)
 // has left.
 CThread::Ending CThread::AwaitLeave(HANDLE hThread)
 {
-    const DWORD dwStart = GetTickCount();
-    while (!HasLeft())
+    for (int turns = 0; turns < kTurnsToLeave && !HasLeft(); ++turns)
     {
-        if (HasPassed(kLeaveWaitMs, dwStart))
-        {
-            KillThread(hThread, kKilledOnTimeout, kTimeoutReason);
-            return KILLED;
-        }
         Sleep(1);
     }
-    return ENDED;
+    if (HasLeft())
+    {
+        return ENDED;
+    }
+    KillThread(hThread, kKilledOnTimeout, kTimeoutReason);
+    return KILLED;
 }
 
 // Without the lock, which the worker may hold for ever.
@@ -247,6 +242,7 @@ void CThread::KillThread(HANDLE hThread, DWORD dwExitCode, const wchar_t* pszRea
     TraceText(kTraceError, pszReason);
     DWORD dwCode = 0;
     GetExitCodeThread(hThread, &dwCode);
+    // One that has left may be inside the loader, and needs no kill.
     if (dwCode == STILL_ACTIVE && !HasLeft())
     {
         TerminateThread(hThread, dwExitCode);
@@ -259,12 +255,11 @@ void CThread::KillThread(HANDLE hThread, DWORD dwExitCode, const wchar_t* pszRea
 bool CThread::AwaitLeaveBriefly() const
 {
     LARGE_INTEGER frequency = {};
-    LARGE_INTEGER start = {};
     LARGE_INTEGER now = {};
     QueryPerformanceFrequency(&frequency);
-    QueryPerformanceCounter(&start);
-    now = start;
-    while (!HasLeft() && now.QuadPart - start.QuadPart < frequency.QuadPart / kBriefWaitsPerSecond)
+    QueryPerformanceCounter(&now);
+    const LONGLONG end = now.QuadPart + frequency.QuadPart / kBriefWaitsPerSecond;
+    while (!HasLeft() && now.QuadPart < end)
     {
         SwitchToThread();
         QueryPerformanceCounter(&now);

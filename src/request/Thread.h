@@ -5,8 +5,9 @@
 //   no worker ---- Start ----> inside -- Run has returned --> leaving -- last instruction --> no worker
 //                     inside or leaving -- killed by WaitThreadExit --> no worker
 //
-// Both threads touch the handle, the identifier and the stopped mark, under the lock. That the worker has
-// left the object shows only in m_worker, since it clears the handle while it still holds the lock.
+// Both threads touch the handle and the identifier under the lock; a kill writes the handle without, since
+// the worker may have died with the lock. That the worker has left the object shows only in m_worker: it
+// clears the handle while it still holds the lock.
 #pragma once
 
 #include <windows.h>
@@ -49,7 +50,8 @@ public:
     // bFilterInput, keyboard, mouse, WM_COMMAND and WM_TIMER messages are discarded. True when the worker
     // ended by itself or there was none. False when it was killed: on WM_QUIT, which is posted again, or
     // when a message arrives after dwTimeout milliseconds (0: no limit). Intended: while no message arrives
-    // the wait has no limit.
+    // the wait has no limit. Where the platform cannot wait for the thread, ten seconds or more without
+    // messages bound it.
     bool WaitThreadExit(DWORD dwTimeout, bool bFilterInput);
 
 protected:

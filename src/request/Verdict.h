@@ -7,19 +7,20 @@
 
 #include "kvHttp/HttpRaw.h"
 
-enum VerdictAction
+// What an attempt asks for next.
+enum SendResult
 {
-    VERDICT_READ,      // the body
-    VERDICT_END,       // with emStatus
-    VERDICT_RESEND,    // the same request
-    VERDICT_REDIRECT,  // take the new location and open the request again
-    VERDICT_ASK_USER,  // in the error dialog
+    SEND_READ_BODY = 0,
+    SEND_STOP = 1,      // nothing to read; the status has been set
+    SEND_AGAIN = 2,     // on the same request handle
+    SEND_REOPEN = 3,    // the URL has changed
+    SEND_ASK_USER = 4,  // only as a verdict: in the error dialog
 };
 
 struct CVerdict
 {
-    VerdictAction action = VERDICT_END;
-    HttpRequestStatus emStatus = REQ_STATUS_FAILED;  // of VERDICT_END
+    SendResult result = SEND_STOP;
+    HttpRequestStatus emStatus = REQ_STATUS_FAILED;  // of SEND_STOP
 };
 
 CVerdict JudgeHttpStatus(DWORD dwHttpStatusCode);

@@ -46,7 +46,7 @@ protected:
         g_pJournal = &m_journal;
         g_pWinInet = &m_winInet;
         m_system.m_bHasSettings = true;
-        m_pModule->Patch("InternetSetOptionW", SetOption);
+        m_pModule->Imports().Add("InternetSetOptionW", SetOption);
     }
     ~FirefoxSessionTest() override { ReleaseComponent(); }
 

@@ -86,7 +86,15 @@ TEST_F(ThreadWaitTest, KillsTheWorkerOnAMessageAfterTheTimeout)
     EXPECT_EQ(m_script.ExitCode(), 0xFFFFFFFEu);
 }
 
-// Nothing tells such a waiter that the worker has left, so the time-out bounds it too.
+int g_sleeps = 0;
+
+void WINAPI CountSleep(DWORD dwMilliseconds)
+{
+    EXPECT_EQ(dwMilliseconds, 1u);
+    ++g_sleeps;
+}
+
+// Nothing wakes such a waiter when the worker ends, or makes it see a message.
 TEST_F(ThreadWaitTest, KillsAWorkerThatStaysWhenTheWaitFails)
 {
     m_thread.m_run = []
@@ -95,13 +103,13 @@ TEST_F(ThreadWaitTest, KillsAWorkerThatStaysWhenTheWaitFails)
         return 0u;
     };
     m_dwWaitResult = WAIT_FAILED;
-    m_dwTicksPerLook = 10000;
     StartWorker();
+    const CImportPatch sleep(GetModuleHandleW(nullptr), "Sleep", CountSleep);
     EXPECT_FALSE(Wait());
     EXPECT_THAT(m_log,
                 ElementsAre("cursor wait", "wait", "trace 8 wait the thread time out, kill the thread!!!,\n",
                             "exit code?", "terminate 0xFFFFFFFE", "cursor old"));
-    EXPECT_GT(m_dwTick, 60000u);
+    EXPECT_EQ(g_sleeps, 10000);
     EXPECT_TRUE(m_thread.HasLeft());
     EXPECT_EQ(m_script.ExitCode(), 0xFFFFFFFEu);
 }

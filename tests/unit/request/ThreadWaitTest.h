@@ -75,7 +75,6 @@ protected:
     };
     DWORD m_dwTick = 0;
     DWORD m_dwTicksPerWait = 0;
-    DWORD m_dwTicksPerLook = 0;
     std::deque<QueuedMessage> m_queue;
     std::vector<std::string> m_log;
     DWORD m_dwWaitResult = WAIT_OBJECT_0;  // once the queue is empty for good
@@ -166,7 +165,7 @@ private:
         return s_pTest->m_terminate.Original<BOOL WINAPI(HANDLE, DWORD)>()(hThread, dwExitCode);
     }
 
-    static DWORD WINAPI TickScripted() { return s_pTest->m_dwTick += s_pTest->m_dwTicksPerLook; }
+    static DWORD WINAPI TickScripted() { return s_pTest->m_dwTick; }
 
     static inline ThreadWaitTest* s_pTest = nullptr;
 

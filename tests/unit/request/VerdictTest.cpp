@@ -11,7 +11,7 @@ namespace
 struct Row
 {
     DWORD dwCode;
-    VerdictAction action;
+    SendResult result;
     HttpRequestStatus emStatus = REQ_STATUS_FAILED;
 };
 
@@ -25,8 +25,8 @@ void ExpectVerdicts(CVerdict (*pfnJudge)(DWORD), const Row (&rows)[count], DWORD
                                              [&](const Row& row) { return row.dwCode == dwCode; });
         const Row& expected = pRow != std::end(rows) ? *pRow : other;
         const CVerdict verdict = pfnJudge(dwCode);
-        EXPECT_EQ(verdict.action, expected.action) << "code " << dwCode;
-        if (expected.action == VERDICT_END)
+        EXPECT_EQ(verdict.result, expected.result) << "code " << dwCode;
+        if (expected.result == SEND_STOP)
         {
             EXPECT_EQ(verdict.emStatus, expected.emStatus) << "code " << dwCode;
         }
@@ -36,46 +36,46 @@ void ExpectVerdicts(CVerdict (*pfnJudge)(DWORD), const Row (&rows)[count], DWORD
 TEST(VerdictTest, HttpStatus)
 {
     const Row rows[] = {
-        {301, VERDICT_REDIRECT},
-        {302, VERDICT_REDIRECT},
-        {303, VERDICT_REDIRECT},
-        {307, VERDICT_REDIRECT},
-        {400, VERDICT_END, REQ_STATUS_HTTP_ERROR},
-        {401, VERDICT_END, REQ_STATUS_HTTP_ERROR},
-        {404, VERDICT_END, REQ_STATUS_HTTP_ERROR},
-        {405, VERDICT_END, REQ_STATUS_HTTP_ERROR},
-        {407, VERDICT_ASK_USER},
-        {408, VERDICT_END, REQ_STATUS_TIMEOUT},
+        {301, SEND_REOPEN},
+        {302, SEND_REOPEN},
+        {303, SEND_REOPEN},
+        {307, SEND_REOPEN},
+        {400, SEND_STOP, REQ_STATUS_HTTP_ERROR},
+        {401, SEND_STOP, REQ_STATUS_HTTP_ERROR},
+        {404, SEND_STOP, REQ_STATUS_HTTP_ERROR},
+        {405, SEND_STOP, REQ_STATUS_HTTP_ERROR},
+        {407, SEND_ASK_USER},
+        {408, SEND_STOP, REQ_STATUS_TIMEOUT},
     };
-    ExpectVerdicts(JudgeHttpStatus, rows, 1000, {0, VERDICT_READ});
+    ExpectVerdicts(JudgeHttpStatus, rows, 1000, {0, SEND_READ_BODY});
 }
 
 TEST(VerdictTest, LastError)
 {
     const Row rows[] = {
-        {0, VERDICT_READ},
-        {997, VERDICT_END, REQ_STATUS_TIMEOUT},
-        {12002, VERDICT_END, REQ_STATUS_TIMEOUT},
-        {12032, VERDICT_RESEND},
-        {12014, VERDICT_ASK_USER},
-        {12037, VERDICT_ASK_USER},
-        {12038, VERDICT_ASK_USER},
-        {12039, VERDICT_ASK_USER},
-        {12040, VERDICT_ASK_USER},
-        {12041, VERDICT_ASK_USER},
-        {12042, VERDICT_ASK_USER},
-        {12043, VERDICT_ASK_USER},
-        {12045, VERDICT_ASK_USER},
-        {12048, VERDICT_ASK_USER},
-        {12050, VERDICT_ASK_USER},
-        {12052, VERDICT_ASK_USER},
-        {12055, VERDICT_ASK_USER},
-        {12056, VERDICT_ASK_USER},
-        {12057, VERDICT_ASK_USER},
-        {12168, VERDICT_ASK_USER},
+        {0, SEND_READ_BODY},
+        {997, SEND_STOP, REQ_STATUS_TIMEOUT},
+        {12002, SEND_STOP, REQ_STATUS_TIMEOUT},
+        {12032, SEND_AGAIN},
+        {12014, SEND_ASK_USER},
+        {12037, SEND_ASK_USER},
+        {12038, SEND_ASK_USER},
+        {12039, SEND_ASK_USER},
+        {12040, SEND_ASK_USER},
+        {12041, SEND_ASK_USER},
+        {12042, SEND_ASK_USER},
+        {12043, SEND_ASK_USER},
+        {12045, SEND_ASK_USER},
+        {12048, SEND_ASK_USER},
+        {12050, SEND_ASK_USER},
+        {12052, SEND_ASK_USER},
+        {12055, SEND_ASK_USER},
+        {12056, SEND_ASK_USER},
+        {12057, SEND_ASK_USER},
+        {12168, SEND_ASK_USER},
     };
-    ExpectVerdicts(JudgeLastError, rows, 13000, {0, VERDICT_END, REQ_STATUS_FAILED});
-    EXPECT_EQ(JudgeLastError(0xFFFFFFFF).action, VERDICT_END);
+    ExpectVerdicts(JudgeLastError, rows, 13000, {0, SEND_STOP, REQ_STATUS_FAILED});
+    EXPECT_EQ(JudgeLastError(0xFFFFFFFF).result, SEND_STOP);
 }
 
 // The user's answer leads to a resend, but for the confirmation of a redirect.
@@ -84,22 +84,22 @@ TEST(VerdictTest, DialogResult)
     for (const DWORD dwError : {12014u, 12045u, 12048u, 12167u, 12169u})
     {
         const Row rows[] = {
-            {0, VERDICT_RESEND},
-            {1223, VERDICT_END, REQ_STATUS_NOT_CONNECTED},
-            {12032, VERDICT_RESEND},
+            {0, SEND_AGAIN},
+            {1223, SEND_STOP, REQ_STATUS_NOT_CONNECTED},
+            {12032, SEND_AGAIN},
         };
         static DWORD s_dwError = 0;
         s_dwError = dwError;
         ExpectVerdicts([](DWORD dwResult) { return JudgeDialogResult(dwResult, s_dwError); }, rows, 13000,
-                       {0, VERDICT_END, REQ_STATUS_FAILED});
+                       {0, SEND_STOP, REQ_STATUS_FAILED});
     }
     const Row rows[] = {
-        {0, VERDICT_REDIRECT},
-        {1223, VERDICT_END, REQ_STATUS_NOT_CONNECTED},
-        {12032, VERDICT_REDIRECT},
+        {0, SEND_REOPEN},
+        {1223, SEND_STOP, REQ_STATUS_NOT_CONNECTED},
+        {12032, SEND_REOPEN},
     };
     ExpectVerdicts([](DWORD dwResult) { return JudgeDialogResult(dwResult, 12168); }, rows, 13000,
-                   {0, VERDICT_END, REQ_STATUS_FAILED});
+                   {0, SEND_STOP, REQ_STATUS_FAILED});
 }
 
 }  // namespace
