@@ -64,7 +64,8 @@ public:
     // Stores the answer, decoded from UTF-8, in *response, which the caller frees with SysFreeString;
     // response may be null. Take the answer only after REQ_STATUS_DONE: an exchange that ended before it
     // was opened leaves the answer of the one before. E_FAIL: nothing has been sent, or there is no
-    // answer in memory (an empty one, or one that went to a file); *response is untouched then. Once
+    // answer in memory (an empty one, or one that went to a file), or a worker may still change it;
+    // *response is untouched then. Once
     // something has been sent, every call forgets the path of SetDownloadFile. When memory runs out for
     // the text, this call raises the platform's COM error exception with E_OUTOFMEMORY.
     virtual HRESULT STDMETHODCALLTYPE GetResponseData(BSTR * response) = 0;
