@@ -1,14 +1,18 @@
 #include <gmock/gmock.h>
 
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include "proxy/Profile.h"
 #include "proxy/ProxyInfo.h"
+#include "support/ImportPatch.h"
 #include "support/RecordedTrace.h"
 #include "support/ScriptedShell.h"
 #include "support/TempFolder.h"
+#include "unit/proxy/RefusedMemory.h"
 
 namespace
 {
@@ -285,6 +289,37 @@ TEST_F(NSProxyInfoTest, ReadsPreferencesBesideAProfileListThatNamesNone)
     m_folder.Write(L"Mozilla\\prefs.js", "user_pref(\"network.proxy.type\", 4);\n");
     EXPECT_EQ(m_info.GetNSProxyInfo(2), 1);
     ExpectRecord(m_info, {"", "", 4, L"", L"", L""});
+}
+
+std::vector<std::string> g_opened;
+decltype(fopen_s)* g_pfnOpen = nullptr;
+
+errno_t __cdecl ScriptedOpen(FILE** ppFile, const char* path, const char* mode)
+{
+    g_opened.push_back(path);
+    return g_pfnOpen(ppFile, path, mode);
+}
+
+TEST_F(NSProxyInfoTest, LoadsNothingWithoutMemoryForTheNarrowPath)
+{
+    m_folder.Write(L"Mozilla\\firefox\\profiles.ini", "Path=a\n");
+    m_folder.Write(L"Mozilla\\firefox\\a\\prefs.js", "user_pref(\"network.proxy.type\", 4);\n");
+    const std::string firefox = m_folder.Narrow() + "\\Mozilla\\firefox\\";
+    const std::string prefs = firefox + "a\\prefs.js";
+    const CImportPatch open(GetModuleHandleW(nullptr), "fopen_s", ScriptedOpen);
+    g_pfnOpen = open.Original<decltype(fopen_s)>();
+    EXPECT_EQ(m_info.GetNSProxyInfo(2), 1);
+    ExpectRecord(m_info, {"", "", 4, L"", L"", L""});
+    EXPECT_THAT(g_opened, ElementsAre(firefox + "profiles.ini", prefs));
+
+    g_opened.clear();
+    {
+        const CRefusedMemory memory{prefs.size() + 1};
+        EXPECT_EQ(m_info.GetNSProxyInfo(2), 1);
+        EXPECT_GE(memory.Refusals(), 1);
+    }
+    ExpectRecord(m_info, {"", "", 5, L"", L"", L""});
+    EXPECT_THAT(g_opened, ElementsAre(firefox + "profiles.ini"));
 }
 
 TEST_F(NSProxyInfoTest, TracesThatThereIsNoProfileFolder)
