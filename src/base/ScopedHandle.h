@@ -25,6 +25,14 @@ public:
         return &m_handle;
     }
 
+    // Hands the handle over to the caller, who closes it from now on.
+    Handle Detach()
+    {
+        const Handle handle = m_handle;
+        m_handle = Traits::Invalid();
+        return handle;
+    }
+
     void Close()
     {
         if (m_handle != Traits::Invalid())

@@ -14,8 +14,9 @@ namespace
 bool QueryValue(HKEY hRoot, const wchar_t* pszSubkey, const wchar_t* pszName, DWORD dwType, void* pData,
                 DWORD cbData)
 {
+    const CRegistryRoot root(hRoot);
     CRegistryKey key;
-    if (RegOpenKeyExW(CRegistry::ResolveRoot(hRoot), pszSubkey, 0, KEY_READ, key.Put()) != ERROR_SUCCESS)
+    if (RegOpenKeyExW(root.Get(), pszSubkey, 0, KEY_READ, key.Put()) != ERROR_SUCCESS)
     {
         return false;
     }

@@ -1,5 +1,5 @@
 // Reads single registry values. Where the root asked for is HKEY_CURRENT_USER, the console user's hive
-// is read on systems that have one (CRegistry::ResolveRoot). Nothing is reported but the result.
+// is read on systems that have one (CRegistryRoot). Nothing is reported but the result.
 #pragma once
 
 #include <windows.h>

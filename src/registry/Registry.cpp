@@ -42,7 +42,7 @@ void DebugError(const wchar_t* pszFormat, DWORD dwError)
 
 }  // namespace
 
-void CRegistry::GetCurrentUserKeyInVista(HKEY* phKey)
+void CRegistry::GetCurrentUserKeyInVista(HKEY* phKey, CUserProfile& profile)
 {
     const CSystemLibrary& userenv = g_userenv.Get(L"userenv.dll");
     const CSystemLibrary& advapi32 = GetAdvapi32();
@@ -82,27 +82,30 @@ void CRegistry::GetCurrentUserKeyInVista(HKEY* phKey)
     wchar_t szUserName[kUserNameLength] = {};
     DWORD cchUserName = kUserNameLength;
     GetUserNameW(szUserName, &cchUserName);
-    ProfileInfo profile = {};
-    profile.dwSize = sizeof(profile);
-    profile.dwFlags = kProfileNoUI;
-    profile.lpUserName = szUserName;
-    if (!pfnLoadUserProfile(token.Get(), &profile))
+    ProfileInfo information = {};
+    information.dwSize = sizeof(information);
+    information.dwFlags = kProfileNoUI;
+    information.lpUserName = szUserName;
+    if (!pfnLoadUserProfile(token.Get(), &information))
     {
         DebugError(L"CRegistry::GetCurrentUserKey: pfnLoadUserProfile FAILED: Error = %d!\n", GetLastError());
         OutputDebugStringW(szUserName);
         return;
     }
-    *phKey = static_cast<HKEY>(profile.hProfile);
+    *phKey = static_cast<HKEY>(information.hProfile);
     OutputDebugStringW(L"CRegistry::GetCurrentUserKey: Success..\n");
+    if (auto* const pfnUnload = s_userenv.Find<CUserProfile::UnloadUserProfileProc>("UnloadUserProfile"))
+    {
+        profile.Take(token, information.hProfile, pfnUnload);
+    }
 }
 
-HKEY CRegistry::ResolveRoot(HKEY hRoot)
+CRegistryRoot::CRegistryRoot(HKEY hRoot) : m_hRoot(hRoot)
 {
     if (hRoot == HKEY_CURRENT_USER && GetOSVersion() == kOSVista)
     {
-        GetCurrentUserKeyInVista(&hRoot);
+        CRegistry::GetCurrentUserKeyInVista(&m_hRoot, m_profile);
     }
-    return hRoot;
 }
 
 BOOL KeyExists(HKEY root, const wchar_t* subKey)

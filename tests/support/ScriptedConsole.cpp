@@ -7,6 +7,8 @@
 namespace
 {
 
+constexpr char kUnknown[] = "unknown";
+
 CScriptedConsole* g_pConsole = nullptr;
 
 std::string Narrow(const wchar_t* text)
@@ -150,6 +152,11 @@ struct CScriptedConsole::Platform
     static BOOL WINAPI ScriptedGetUserName(LPWSTR pszName, LPDWORD pcch)
     {
         g_pConsole->Add("GetUserNameW(" + std::to_string(*pcch) + ")");
+        if (g_pConsole->m_bUserNameFails)
+        {
+            std::wmemset(pszName, L'g', *pcch);
+            return FALSE;
+        }
         g_pConsole->m_userName.copy(pszName, g_pConsole->m_userName.size());
         pszName[g_pConsole->m_userName.size()] = L'\0';
         *pcch = static_cast<DWORD>(g_pConsole->m_userName.size() + 1);
@@ -158,7 +165,11 @@ struct CScriptedConsole::Platform
 
     static BOOL WINAPI ScriptedLoadUserProfile(HANDLE hToken, PROFILEINFOW* pProfile)
     {
-        g_pConsole->m_profile = *pProfile;
+        {
+            const std::lock_guard<std::mutex> lock(g_pConsole->m_mutex);
+            g_pConsole->m_profile = *pProfile;
+            g_pConsole->m_profileUser = pProfile->lpUserName;
+        }
         g_pConsole->Add("LoadUserProfileW(" + g_pConsole->Name(hToken) + ", " + Narrow(pProfile->lpUserName) +
                         ")");
         pProfile->hProfile = g_pConsole->m_hHive;
@@ -166,15 +177,24 @@ struct CScriptedConsole::Platform
         return g_pConsole->m_dwProfileError == ERROR_SUCCESS ? TRUE : FALSE;
     }
 
+    static BOOL WINAPI ScriptedUnloadUserProfile(HANDLE hToken, HANDLE hProfile)
+    {
+        g_pConsole->Add("UnloadUserProfile(" + g_pConsole->Name(hToken) +
+                        (g_pConsole->IsOpen(hToken) ? "" : " that is closed") +
+                        (hProfile == g_pConsole->m_hHive ? ", hive)" : ", another)"));
+        SetLastError(ERROR_INVALID_HANDLE);
+        return TRUE;
+    }
+
     static void WINAPI ScriptedOutputDebugString(LPCWSTR text) { g_pConsole->Add("Debug:" + Narrow(text)); }
 
     static BOOL WINAPI ScriptedCloseHandle(HANDLE handle)
     {
-        if (g_pConsole->m_names.count(handle) == 0)
+        if (g_pConsole->Name(handle) == kUnknown)
         {
             return s_pfnCloseHandle(handle);
         }
-        const bool bOpen = g_pConsole->m_open.erase(handle) != 0;
+        const bool bOpen = g_pConsole->Close(handle);
         g_pConsole->Add((bOpen ? "CloseHandle(" : "CloseHandle of a closed handle(") +
                         g_pConsole->Name(handle) + ")");
         SetLastError(ERROR_INVALID_HANDLE);
@@ -211,6 +231,7 @@ struct CScriptedConsole::Platform
             {"OpenProcessToken", reinterpret_cast<void*>(&ScriptedOpenProcessToken)},
             {"GetTokenInformation", reinterpret_cast<void*>(&ScriptedGetTokenInformation)},
             {"LoadUserProfileW", reinterpret_cast<void*>(&ScriptedLoadUserProfile)},
+            {"UnloadUserProfile", reinterpret_cast<void*>(&ScriptedUnloadUserProfile)},
             {"ImpersonateLoggedOnUser", reinterpret_cast<void*>(&ScriptedImpersonate)},
             {"RevertToSelf", reinterpret_cast<void*>(&ScriptedRevertToSelf)},
         };
@@ -299,10 +320,23 @@ HANDLE CScriptedConsole::TokenHandle(DWORD dwId)
     return HandleOf(0x52000000, dwId);
 }
 
+void CScriptedConsole::Add(const std::string& call)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_calls.push_back(call);
+    }
+    if (m_onCall)
+    {
+        m_onCall(call);
+    }
+}
+
 std::string CScriptedConsole::Name(HANDLE handle) const
 {
+    const std::lock_guard<std::mutex> lock(m_mutex);
     const auto found = m_names.find(handle);
-    return found != m_names.end() ? found->second : "unknown";
+    return found != m_names.end() ? found->second : kUnknown;
 }
 
 const CScriptedProcess* CScriptedConsole::Find(HANDLE handle) const
@@ -319,6 +353,25 @@ const CScriptedProcess* CScriptedConsole::Find(HANDLE handle) const
 
 void CScriptedConsole::Open(HANDLE handle, const std::string& name)
 {
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_names[handle] = name;
     m_open.insert(handle);
+}
+
+bool CScriptedConsole::IsOpen(HANDLE handle) const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_open.count(handle) != 0;
+}
+
+bool CScriptedConsole::Close(HANDLE handle)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto found = m_open.find(handle);
+    if (found == m_open.end())
+    {
+        return false;
+    }
+    m_open.erase(found);
+    return true;
 }

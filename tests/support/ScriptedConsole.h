@@ -1,15 +1,18 @@
 // Scripts what this test program asks for on the way to the console user's hive: processes, tokens,
 // sessions and the profile loader, with the libraries and entry points behind them. Every call is written
-// to Calls in its order. Handles are made up; closing one that is not open is written down as a fault.
-// What a failing call hands out is garbage.
+// to Calls in its order. Handles are made up; closing one that is not open is written down as a fault, and
+// so is unloading a profile with one. What a failing call hands out is garbage. Calls may come from several
+// threads; everything else is the test's own thread's.
 #pragma once
 
 #include <windows.h>
 
 #include <userenv.h>
 
+#include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -48,7 +51,12 @@ public:
     DWORD m_dwProfileError = ERROR_SUCCESS;
     HKEY m_hHive = nullptr;
     std::wstring m_userName = L"hostaccount";
+    bool m_bUserNameFails = false;
     PROFILEINFOW m_profile = {};  // as the loader got it
+    std::wstring m_profileUser;   // the name in it
+
+    // Gets every call as it comes, on its thread, when there is one.
+    std::function<void(const std::string&)> m_onCall;
 
     // All calls; those that do not look for libraries and entry points; the texts for the debugger.
     const std::vector<std::string>& Calls() const { return m_calls; }
@@ -63,10 +71,13 @@ public:
 private:
     struct Platform;
 
-    void Add(const std::string& call) { m_calls.push_back(call); }
+    void Add(const std::string& call);
     std::string Name(HANDLE handle) const;
     const CScriptedProcess* Find(HANDLE handle) const;
     void Open(HANDLE handle, const std::string& name);
+    bool IsOpen(HANDLE handle) const;
+    // Once; false when it is not open.
+    bool Close(HANDLE handle);
 
     template <typename Function>
     Function* Patch(const char* pszFunction, Function* pfnReplacement)
@@ -77,7 +88,8 @@ private:
     }
 
     std::vector<std::unique_ptr<CImportPatch>> m_patches;
+    mutable std::mutex m_mutex;  // guards what follows, and the profile
     std::vector<std::string> m_calls;
     std::map<HANDLE, std::string> m_names;  // of every handle that was ever handed out
-    std::set<HANDLE> m_open;
+    std::multiset<HANDLE> m_open;           // once for each time that it was opened
 };

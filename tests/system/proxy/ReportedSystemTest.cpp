@@ -32,7 +32,8 @@ std::string ReportedVersion()
                : "none";
 }
 
-// Counts the loads of a profile, and hands out a hive of the test's in place of the user's own.
+// Counts how often a profile is loaded and unloaded, and hands out a hive of the test's in place of the
+// user's own.
 class CCountedProfiles
 {
 public:
@@ -43,18 +44,25 @@ public:
 
     int m_loads = 0;
     int m_failures = 0;
+    int m_unloads = 0;           // of the hive that was handed out
     HANDLE m_hLoaded = nullptr;  // what the platform handed out last
 
 private:
     static FARPROC WINAPI ScriptedGetProcAddress(HMODULE hModule, LPCSTR pszName)
     {
         const FARPROC pfn = s_pThis->m_find.Original<decltype(GetProcAddress)>()(hModule, pszName);
-        if (pfn == nullptr || std::strcmp(pszName, "LoadUserProfileW") != 0)
+        if (pfn != nullptr && std::strcmp(pszName, "LoadUserProfileW") == 0)
         {
-            return pfn;
+            s_pThis->m_pfnLoad = reinterpret_cast<decltype(LoadUserProfileW)*>(reinterpret_cast<void*>(pfn));
+            return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&Load));
         }
-        s_pThis->m_pfnLoad = reinterpret_cast<decltype(LoadUserProfileW)*>(reinterpret_cast<void*>(pfn));
-        return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&Load));
+        if (pfn != nullptr && std::strcmp(pszName, "UnloadUserProfile") == 0)
+        {
+            s_pThis->m_pfnUnload =
+                reinterpret_cast<decltype(UnloadUserProfile)*>(reinterpret_cast<void*>(pfn));
+            return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&Unload));
+        }
+        return pfn;
     }
 
     static BOOL WINAPI Load(HANDLE hToken, LPPROFILEINFOW pProfile)
@@ -70,10 +78,17 @@ private:
         return TRUE;
     }
 
+    static BOOL WINAPI Unload(HANDLE hToken, HANDLE hProfile)
+    {
+        s_pThis->m_unloads += hProfile == s_pThis->m_hHive ? 1 : 0;
+        return s_pThis->m_pfnUnload(hToken, s_pThis->m_hLoaded);
+    }
+
     static inline CCountedProfiles* s_pThis = nullptr;
 
     HKEY m_hHive;
     decltype(LoadUserProfileW)* m_pfnLoad = nullptr;
+    decltype(UnloadUserProfile)* m_pfnUnload = nullptr;
     CImportPatch m_find{GetModuleHandleW(nullptr), "GetProcAddress", ScriptedGetProcAddress};
 };
 
@@ -107,7 +122,7 @@ protected:
         return dwEnable;
     }
 
-    // Every read loads the profile.
+    // Every read loads the profile and unloads it.
     static void ExpectReadsTheConsoleUsersHive(const CTestHive& account, const CTestHive& console)
     {
         const CRedirectedKey redirected(HKEY_CURRENT_USER, account);
@@ -119,6 +134,7 @@ protected:
         CProxyInfo info;
         info.GetDefaultBrowser();
         EXPECT_EQ(profiles.m_loads, 3) << "of the user's choice";
+        EXPECT_EQ(profiles.m_unloads, 3);
         EXPECT_EQ(profiles.m_failures, 0);
         // Wine has no other user than the one that runs the program.
         EXPECT_EQ(profiles.m_hLoaded, HKEY_CURRENT_USER);

@@ -81,6 +81,17 @@ TEST_F(ScopedHandleTest, ClosesBeforeItHandsOutThePlaceForAnother)
     EXPECT_THAT(m_closed, ElementsAre(3, 4));
 }
 
+TEST_F(ScopedHandleTest, HandsItsHandleOver)
+{
+    {
+        CNumberHandle handle(3);
+        EXPECT_EQ(handle.Detach(), 3);
+        EXPECT_FALSE(handle);
+        EXPECT_EQ(handle.Detach(), -7);
+    }
+    EXPECT_THAT(m_closed, IsEmpty());
+}
+
 TEST_F(ScopedHandleTest, LeavesTheLastErrorAsItWas)
 {
     SetLastError(ERROR_DISK_FULL);

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include "proxy/ProxyInfo.h"
 #include "proxy/RegistryValues.h"
@@ -15,8 +17,6 @@
 
 namespace
 {
-
-using testing::ElementsAre;
 
 constexpr wchar_t kSettings[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
 constexpr wchar_t kUserChoice[] =
@@ -146,22 +146,35 @@ TEST(UserHiveTest, IsTheAccountsOnSystemsBeyondVersion6)
     EXPECT_THAT(hives.m_console.Calls(), testing::IsEmpty());
 }
 
-TEST(UserHiveTest, IsLoadedForEveryReadAndItsRootStaysOpen)
+// Its root is closed by unloading it, and by nothing else.
+TEST(UserHiveTest, IsLoadedForEveryReadAndUnloadedWhenTheKeyIsClosed)
 {
     UserHives hives(6, 1);
+    std::vector<std::string> steps;
+    hives.m_console.m_onCall = [&steps](const std::string& call)
+    {
+        if (call.find("UserProfile") != std::string::npos && !call.starts_with("GetProcAddress"))
+        {
+            steps.push_back(call);
+        }
+    };
     CRecordedRegistry registry;
     registry.NameRoot(hives.m_consoleUser.Root(), "console user");
+    registry.m_onCall = [&steps](const std::string& call) { steps.push_back(call); };
     CProxyInfo info;
     EXPECT_EQ(info.GetIEProxyInfo(), 1);
-    const std::string open =
-        "Open(console user, Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings, 0x20019)";
-    EXPECT_THAT(
-        registry.m_calls,
-        ElementsAre(open, "Query(ProxyEnable, 4)", "Close", open, "Query(ProxyServer, 4096)", "Close", open,
-                    "Query(ProxyOverride, 4096)", "Close", open, "Query(AutoConfigURL, 4096)", "Close"));
+    std::vector<std::string> expected;
+    for (const char* const query : {"Query(ProxyEnable, 4)", "Query(ProxyServer, 4096)",
+                                    "Query(ProxyOverride, 4096)", "Query(AutoConfigURL, 4096)"})
+    {
+        const std::string read[] = {
+            "LoadUserProfileW(token20, hostaccount)",
+            "Open(console user, Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings, 0x20019)",
+            query, "Close", "UnloadUserProfile(token20, hive)"};
+        expected.insert(expected.end(), std::begin(read), std::end(read));
+    }
+    EXPECT_EQ(steps, expected);
     EXPECT_EQ(registry.OpenKeys(), 0u);
-    const std::vector<std::string> steps = hives.m_console.Steps();
-    EXPECT_EQ(std::count(steps.begin(), steps.end(), "LoadUserProfileW(token20, hostaccount)"), 4);
     EXPECT_THAT(hives.m_console.OpenHandles(), testing::IsEmpty());
 }
 

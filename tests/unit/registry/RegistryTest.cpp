@@ -2,8 +2,9 @@
 
 #include <gmock/gmock.h>
 
-#include <cstring>
-#include <memory>
+#include <algorithm>
+#include <string>
+#include <vector>
 
 #include "support/ReportedVersion.h"
 #include "support/ScriptedConsole.h"
@@ -11,8 +12,10 @@
 namespace
 {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 HKEY FakeKey(int number)
 {
@@ -31,7 +34,8 @@ protected:
     HKEY Root()
     {
         HKEY hKey = FakeKey(2);
-        CRegistry::GetCurrentUserKeyInVista(&hKey);
+        CUserProfile profile;
+        CRegistry::GetCurrentUserKeyInVista(&hKey, profile);
         return hKey;
     }
 
@@ -57,7 +61,32 @@ TEST_F(ConsoleUserKeyTest, TakesTheseStepsInThisOrder)
                             "OpenProcessToken(process20, 0xE)", "GetTokenInformation(token20, 12, 4)",
                             "CloseHandle(process20)", "ImpersonateLoggedOnUser(token20)", "RevertToSelf()",
                             "GetUserNameW(260)", "LoadUserProfileW(token20, hostaccount)",
-                            "Debug:CRegistry::GetCurrentUserKey: Success..\n", "CloseHandle(token20)"));
+                            "Debug:CRegistry::GetCurrentUserKey: Success..\n",
+                            "GetProcAddress(userenv.dll, UnloadUserProfile)",
+                            "UnloadUserProfile(token20, hive)", "CloseHandle(token20)"));
+    EXPECT_THAT(m_console.OpenHandles(), IsEmpty());
+}
+
+TEST_F(ConsoleUserKeyTest, KeepsTheProfileLoadedAndItsTokenOpenUntilTheProfilesEnd)
+{
+    {
+        CUserProfile profile;
+        HKEY hKey = FakeKey(2);
+        CRegistry::GetCurrentUserKeyInVista(&hKey, profile);
+        EXPECT_EQ(m_console.Steps().back(), "Debug:CRegistry::GetCurrentUserKey: Success..\n");
+        EXPECT_THAT(m_console.OpenHandles(), ElementsAre("token20"));
+        m_console.ClearCalls();
+        SetLastError(ERROR_DISK_FULL);
+    }
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_DISK_FULL});
+    EXPECT_THAT(m_console.Calls(), ElementsAre("UnloadUserProfile(token20, hive)", "CloseHandle(token20)"));
+}
+
+TEST_F(ConsoleUserKeyTest, KeepsTheProfileLoadedOnASystemThatCannotUnloadIt)
+{
+    m_console.m_missingEntryPoints = {"UnloadUserProfile"};
+    EXPECT_EQ(Root(), FakeKey(1));
+    EXPECT_THAT(m_console.Calls(), testing::Not(Contains(StartsWith("UnloadUserProfile"))));
     EXPECT_THAT(m_console.OpenHandles(), IsEmpty());
 }
 
@@ -72,7 +101,7 @@ TEST_F(ConsoleUserKeyTest, FillsTheProfileRecordWithTheHostsAccountOnly)
     EXPECT_EQ(m_console.m_profile.lpServerName, nullptr);
     EXPECT_EQ(m_console.m_profile.lpPolicyPath, nullptr);
     EXPECT_EQ(m_console.m_profile.hProfile, nullptr);
-    EXPECT_THAT(m_console.Steps(), testing::Contains("LoadUserProfileW(token20, SYSTEM)"));
+    EXPECT_THAT(m_console.Steps(), Contains("LoadUserProfileW(token20, SYSTEM)"));
 }
 
 TEST_F(ConsoleUserKeyTest, LoadsTheProfileAnewEachTimeButTheLibrariesOnce)
@@ -81,8 +110,8 @@ TEST_F(ConsoleUserKeyTest, LoadsTheProfileAnewEachTimeButTheLibrariesOnce)
     m_console.ClearCalls();
     m_console.m_hHive = FakeKey(3);
     EXPECT_EQ(Root(), FakeKey(3));
-    EXPECT_THAT(m_console.Calls(), testing::Not(testing::Contains(testing::StartsWith("LoadLibraryW"))));
-    EXPECT_THAT(m_console.Calls(), testing::Contains("LoadUserProfileW(token20, hostaccount)"));
+    EXPECT_THAT(m_console.Calls(), testing::Not(Contains(StartsWith("LoadLibraryW"))));
+    EXPECT_THAT(m_console.Calls(), Contains("LoadUserProfileW(token20, hostaccount)"));
 }
 
 TEST_F(ConsoleUserKeyTest, GoesOnWhenTheImpersonationFailsAndHasNoneToUndo)
@@ -95,7 +124,8 @@ TEST_F(ConsoleUserKeyTest, GoesOnWhenTheImpersonationFailsAndHasNoneToUndo)
         ElementsAre("ImpersonateLoggedOnUser(token20)",
                     "Debug:CRegistry::GetCurrentUserKey: pfnImpersonateLoggedOnUser FAILED: Error = 1346!\n",
                     "GetUserNameW(260)", "LoadUserProfileW(token20, hostaccount)",
-                    "Debug:CRegistry::GetCurrentUserKey: Success..\n", "CloseHandle(token20)"));
+                    "Debug:CRegistry::GetCurrentUserKey: Success..\n", "UnloadUserProfile(token20, hive)",
+                    "CloseHandle(token20)"));
 }
 
 TEST_F(ConsoleUserKeyTest, LeavesTheRootAndNamesErrorAndAccountWhenTheProfileDoesNotLoad)
@@ -177,11 +207,11 @@ void PrintTo(const RootRow& row, std::ostream* pStream)
 }
 
 // Each row needs a process of its own, which has not worked out the class yet.
-class ResolveRootTest : public testing::TestWithParam<RootRow>
+class RegistryRootTest : public testing::TestWithParam<RootRow>
 {
 };
 
-TEST_P(ResolveRootTest, ReplacesOnlyTheCurrentUsersRootAndOnlyOnClass8)
+TEST_P(RegistryRootTest, ReplacesOnlyTheCurrentUsersRootAndOnlyOnClass8)
 {
     const RootRow& row = GetParam();
     CReportedVersion version(row.dwMajor, row.dwMinor, row.dwPlatformId);
@@ -189,18 +219,24 @@ TEST_P(ResolveRootTest, ReplacesOnlyTheCurrentUsersRootAndOnlyOnClass8)
     console.m_hHive = FakeKey(1);
     console.m_processes = {{16, L"C:\\windows\\explorer.exe", 0}, {20, L"C:\\windows\\explorer.exe", 1}};
 
-    EXPECT_EQ(CRegistry::ResolveRoot(HKEY_CLASSES_ROOT), HKEY_CLASSES_ROOT);
-    EXPECT_EQ(CRegistry::ResolveRoot(HKEY_LOCAL_MACHINE), HKEY_LOCAL_MACHINE);
-    EXPECT_EQ(CRegistry::ResolveRoot(FakeKey(2)), FakeKey(2));
-    EXPECT_EQ(CRegistry::ResolveRoot(nullptr), nullptr);
+    for (const HKEY hRoot : {HKEY_CLASSES_ROOT, HKEY_LOCAL_MACHINE, FakeKey(2), HKEY{nullptr}})
+    {
+        EXPECT_EQ(CRegistryRoot(hRoot).Get(), hRoot);
+    }
     EXPECT_THAT(console.Calls(), IsEmpty());
-
-    EXPECT_EQ(CRegistry::ResolveRoot(HKEY_CURRENT_USER), row.bConsoleUsers ? FakeKey(1) : HKEY_CURRENT_USER);
-    EXPECT_EQ(console.Calls().empty(), !row.bConsoleUsers);
+    {
+        const CRegistryRoot root(HKEY_CURRENT_USER);
+        EXPECT_EQ(root.Get(), row.bConsoleUsers ? FakeKey(1) : HKEY_CURRENT_USER);
+        EXPECT_EQ(console.Calls().empty(), !row.bConsoleUsers);
+        EXPECT_THAT(console.Calls(), testing::Not(Contains(StartsWith("UnloadUserProfile"))));
+    }
+    const std::vector<std::string> calls = console.Calls();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "UnloadUserProfile(token20, hive)"),
+              row.bConsoleUsers ? 1 : 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Versions, ResolveRootTest,
+    Versions, RegistryRootTest,
     testing::Values(RootRow{"Class0NT52", 2, 5, 2, false}, RootRow{"Class0NT100", 2, 10, 0, false},
                     RootRow{"Class1", 1, 4, 0, false}, RootRow{"Class2", 1, 4, 10, false},
                     RootRow{"Class3", 2, 4, 0, false}, RootRow{"Class4", 1, 4, 90, false},
@@ -209,13 +245,14 @@ INSTANTIATE_TEST_SUITE_P(
                     RootRow{"Class8NT63", 2, 6, 3, true}),
     [](const testing::TestParamInfo<RootRow>& test) { return std::string(test.param.label); });
 
-TEST(ResolveRootFailureTest, KeepsTheCurrentUsersRoot)
+TEST(RegistryRootFailureTest, KeepsTheCurrentUsersRoot)
 {
     CReportedVersion version(6, 1);
     CScriptedConsole console;
     console.m_hHive = FakeKey(1);
     console.m_dwProfileError = ERROR_PRIVILEGE_NOT_HELD;
-    EXPECT_EQ(CRegistry::ResolveRoot(HKEY_CURRENT_USER), HKEY_CURRENT_USER);
+    EXPECT_EQ(CRegistryRoot(HKEY_CURRENT_USER).Get(), HKEY_CURRENT_USER);
+    EXPECT_THAT(console.Calls(), testing::Not(Contains(StartsWith("UnloadUserProfile"))));
 }
 
 // The registry's open and close, recorded and scripted.
