@@ -81,7 +81,10 @@ void CRegistry::GetCurrentUserKeyInVista(HKEY* phKey, CUserProfile& profile)
     // Intended: the name is that of the host's account, not the console user's.
     wchar_t szUserName[kUserNameLength] = {};
     DWORD cchUserName = kUserNameLength;
-    GetUserNameW(szUserName, &cchUserName);
+    if (!GetUserNameW(szUserName, &cchUserName))
+    {
+        szUserName[0] = L'\0';
+    }
     ProfileInfo information = {};
     information.dwSize = sizeof(information);
     information.dwFlags = kProfileNoUI;

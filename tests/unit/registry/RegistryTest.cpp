@@ -90,6 +90,29 @@ TEST_F(ConsoleUserKeyTest, KeepsTheProfileLoadedOnASystemThatCannotUnloadIt)
     EXPECT_THAT(m_console.OpenHandles(), IsEmpty());
 }
 
+TEST_F(ConsoleUserKeyTest, PutsTheAccountsNameIntoTheRecordAsItIs)
+{
+    for (const std::wstring& name : {std::wstring(L"J\u00F6rg \u65E5"), std::wstring(L"DOMAIN\\Anna"),
+                                     std::wstring(256, L'n'), std::wstring()})
+    {
+        m_console.m_userName = name;
+        EXPECT_EQ(Root(), FakeKey(1));
+        EXPECT_EQ(m_console.m_profileUser, name);
+    }
+}
+
+TEST_F(ConsoleUserKeyTest, GoesOnWithoutANameWhenTheAccountHasNone)
+{
+    m_console.m_bUserNameFails = true;
+    EXPECT_EQ(Root(), FakeKey(1));
+    EXPECT_EQ(m_console.m_profileUser, L"");
+    m_console.m_dwProfileError = 1314;
+    m_console.ClearCalls();
+    EXPECT_EQ(Root(), FakeKey(2));
+    EXPECT_THAT(m_console.DebugTexts(),
+                ElementsAre("CRegistry::GetCurrentUserKey: pfnLoadUserProfile FAILED: Error = 1314!\n", ""));
+}
+
 TEST_F(ConsoleUserKeyTest, FillsTheProfileRecordWithTheHostsAccountOnly)
 {
     m_console.m_userName = L"SYSTEM";
