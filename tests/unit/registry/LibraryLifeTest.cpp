@@ -1,0 +1,158 @@
+// How long the system's libraries behind the console user's hive live: each is loaded once, by whichever
+// thread comes first, and freed when the process ends.
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <map>
+#include <set>
+#include <string>
+
+#include "registry/ConsoleUserToken.h"
+#include "registry/OSVersion.h"
+#include "registry/Registry.h"
+#include "support/Gate.h"
+#include "support/ReportedVersion.h"
+#include "support/ScriptedConsole.h"
+
+namespace
+{
+
+HKEY FakeKey(int number)
+{
+    return reinterpret_cast<HKEY>(static_cast<INT_PTR>(0x4B00 + number));
+}
+
+HKEY Root()
+{
+    HKEY hKey = nullptr;
+    CUserProfile profile;
+    CRegistry::GetCurrentUserKeyInVista(&hKey, profile);
+    return hKey;
+}
+
+// Each library needs a process of its own, which has not loaded it yet.
+class FirstCallTest : public testing::TestWithParam<const char*>
+{
+};
+
+TEST_P(FirstCallTest, LoadsALibraryOnceForTwoThreadsThatComeTogether)
+{
+    const CReportedVersion version(6, 1);
+    GetOSVersion();
+    CScriptedConsole console;
+    console.m_hHive = FakeKey(1);
+    std::atomic<int> loads{0};
+    CGate loading;
+    CGate letGo;
+    console.m_onCall = [&, load = "LoadLibraryW(" + std::string(GetParam()) + ")"](const std::string& call)
+    {
+        if (call != load)
+        {
+            return;
+        }
+        if (++loads == 1)
+        {
+            loading.Open();
+            letGo.Wait();
+        }
+        else
+        {
+            letGo.Open();
+        }
+    };
+
+    std::future<HKEY> first = std::async(std::launch::async, Root);
+    ASSERT_TRUE(loading.Wait());
+    CGate coming;
+    std::future<HKEY> second = std::async(std::launch::async,
+                                          [&]
+                                          {
+                                              coming.Open();
+                                              return Root();
+                                          });
+    ASSERT_TRUE(coming.Wait());
+    // It waits for the first one. One that does not would be done, or load the library too, before long.
+    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    letGo.Open();
+    EXPECT_EQ(first.get(), FakeKey(1));
+    EXPECT_EQ(second.get(), FakeKey(1));
+    EXPECT_EQ(loads, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Libraries, FirstCallTest,
+                         testing::Values("userenv.dll", "advapi32.dll", "psapi.dll"),
+                         [](const testing::TestParamInfo<const char*>& test)
+                         {
+                             const std::string file(test.param);
+                             return file.substr(0, file.find('.'));
+                         });
+
+// Made before the libraries, so that it goes after them, when the test has long ended: one that has not been
+// freed by then ends the program with a failure.
+class CExitCheck
+{
+public:
+    CExitCheck() { s_pThis = this; }
+    ~CExitCheck()
+    {
+        const std::multiset<std::wstring> expected = {L"advapi32.dll", L"psapi.dll", L"userenv.dll"};
+        if (m_loaded != expected || m_freed != expected)
+        {
+            std::printf("LibraryExitTest: expected 3 libraries loaded and freed, got %u and %u\n",
+                        static_cast<unsigned>(m_loaded.size()), static_cast<unsigned>(m_freed.size()));
+            std::fflush(stdout);
+            std::_Exit(1);
+        }
+    }
+
+private:
+    static HMODULE WINAPI ScriptedLoad(LPCWSTR pszPath)
+    {
+        const std::wstring path(pszPath);
+        const std::wstring name = path.substr(path.find_last_of(L'\\') + 1);
+        s_pThis->m_loaded.insert(name);
+        const HMODULE hModule =
+            reinterpret_cast<HMODULE>(static_cast<INT_PTR>(0x7B0000 + 0x10000 * s_pThis->m_names.size()));
+        s_pThis->m_names[hModule] = name;
+        return hModule;
+    }
+
+    static BOOL WINAPI ScriptedFree(HMODULE hModule)
+    {
+        const auto name = s_pThis->m_names.find(hModule);
+        s_pThis->m_freed.insert(name != s_pThis->m_names.end() ? name->second : L"another");
+        return TRUE;
+    }
+
+    // None of them has what is looked for.
+    static FARPROC WINAPI ScriptedFind(HMODULE /*hModule*/, LPCSTR /*pszName*/) { return nullptr; }
+
+    static inline CExitCheck* s_pThis = nullptr;
+
+    std::map<HMODULE, std::wstring> m_names;
+    std::multiset<std::wstring> m_loaded;
+    std::multiset<std::wstring> m_freed;
+    CImportPatch m_load{GetModuleHandleW(nullptr), "LoadLibraryW", ScriptedLoad};
+    CImportPatch m_free{GetModuleHandleW(nullptr), "FreeLibrary", ScriptedFree};
+    CImportPatch m_find{GetModuleHandleW(nullptr), "GetProcAddress", ScriptedFind};
+};
+
+TEST(LibraryExitTest, LibrariesAreFreedWhenTheProcessEnds)
+{
+    if (testing::UnitTest::GetInstance()->test_to_run_count() != 1)
+    {
+        GTEST_SKIP() << "needs a process of its own, as ctest gives it";
+    }
+    static const CExitCheck s_check;
+    // On such a system the shell is looked for without the console's session.
+    const CReportedVersion version(5, 0);
+    EXPECT_EQ(Root(), nullptr);
+    HANDLE hToken = nullptr;
+    EXPECT_FALSE(GetCurrentUserToken(&hToken));
+}
+
+}  // namespace
