@@ -8,11 +8,14 @@ if(MSVC)
   target_compile_definitions(kvhttp_flags INTERFACE _CRT_SECURE_NO_WARNINGS _CRT_NONSTDC_NO_WARNINGS)
   target_compile_options(kvhttp_flags INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /EHsc /guard:cf)
 else()
+  # A compiler cache may hand the paths on as relative ones.
+  file(RELATIVE_PATH up "${CMAKE_BINARY_DIR}" "${CMAKE_SOURCE_DIR}")
   target_compile_options(kvhttp_flags INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
     -Wcast-qual -Woverloaded-virtual -Wformat=2 -Wundef -Wunused
     -ffunction-sections -fdata-sections
-    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}=." "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build")
+    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}=." "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build"
+    "-ffile-prefix-map=${up}=./")
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     target_compile_options(kvhttp_flags INTERFACE -Wduplicated-cond -Wlogical-op -Wuseless-cast)
   else()
