@@ -94,14 +94,15 @@ protected:
     {
         g_pCalls = &m_calls;
         g_dwHost = GetCurrentThreadId();
-        m_pModule->Imports().AddIfImported("Sleep", RecordSleep);
-        m_pModule->Imports().AddIfImported("WaitForSingleObject", RecordWaitOne);
-        m_pModule->Imports().AddIfImported("WaitForMultipleObjects", RecordWaitMany);
-        m_pModule->Imports().AddIfImported("MsgWaitForMultipleObjects", RecordWaitWithMessages);
-        m_pModule->Imports().AddIfImported("PeekMessageW", RecordPeek);
-        m_pModule->Imports().AddIfImported("DispatchMessageW", RecordDispatch);
-        m_pModule->Imports().AddIfImported("LoadCursorW", RecordLoadCursor);
-        m_pModule->Imports().AddIfImported("SetCursor", RecordSetCursor);
+        CImportPatches& imports = m_pModule->Imports();
+        imports.AddIfImported("Sleep", RecordSleep);
+        imports.AddIfImported("WaitForSingleObject", RecordWaitOne);
+        imports.AddIfImported("WaitForMultipleObjects", RecordWaitMany);
+        imports.AddIfImported("MsgWaitForMultipleObjects", RecordWaitWithMessages);
+        imports.AddIfImported("PeekMessageW", RecordPeek);
+        imports.AddIfImported("DispatchMessageW", RecordDispatch);
+        imports.AddIfImported("LoadCursorW", RecordLoadCursor);
+        imports.AddIfImported("SetCursor", RecordSetCursor);
     }
 
     void ExpectSendsWithoutWaiting(const char* pszWhen)

@@ -10,18 +10,6 @@ namespace
 constexpr wchar_t kLibrary[] = L"qnztraceX64.dll";
 constexpr char kExport[] = "QNZTRACERAWA";
 
-class CExclusive
-{
-public:
-    explicit CExclusive(SRWLOCK& lock) : m_lock(lock) { AcquireSRWLockExclusive(&m_lock); }
-    ~CExclusive() { ReleaseSRWLockExclusive(&m_lock); }
-    CExclusive(const CExclusive&) = delete;
-    CExclusive& operator=(const CExclusive&) = delete;
-
-private:
-    SRWLOCK& m_lock;
-};
-
 }  // namespace
 
 CRecordedTrace::CRecordedTrace(HMODULE hModule) : m_imports(hModule)
@@ -37,7 +25,7 @@ CRecordedTrace::CRecordedTrace(CJournal& journal) : m_pJournal(&journal)
 
 CRecordedTrace::~CRecordedTrace()
 {
-    const CExclusive lock(m_lock);
+    const std::lock_guard lock(m_mutex);
     s_pCurrent = nullptr;
 }
 
@@ -51,7 +39,7 @@ void CRecordedTrace::Attach(CImportPatches& imports)
 
 std::vector<std::string> CRecordedTrace::Select(bool bThisThread) const
 {
-    const CExclusive lock(m_lock);
+    const std::lock_guard lock(m_mutex);
     std::vector<std::string> texts;
     for (const auto& [dwThreadId, text] : m_byThread)
     {
@@ -82,7 +70,7 @@ void __stdcall CRecordedTrace::Write(unsigned long level, unsigned long second, 
     const std::string zeros = second == 0 && third == 0 ? "" : "(nonzero)";
     const std::string record = std::to_string(level) + zeros + "|" + text;
     {
-        const CExclusive lock(pTrace->m_lock);
+        const std::lock_guard lock(pTrace->m_mutex);
         pTrace->m_records.push_back(record);
         pTrace->m_byThread.emplace_back(GetCurrentThreadId(), record);
     }

@@ -12,6 +12,7 @@
 
 #include "support/ImportPatch.h"
 #include "support/Journal.h"
+#include "support/Mutex.h"
 #include "support/Script.h"
 
 class CRecordedTrace
@@ -66,8 +67,7 @@ private:
 
     CJournal* m_pJournal = nullptr;
     std::atomic<bool> m_bLoaded{false};
-    // Around the records. Some tests replace the functions that the locks of the C++ library go through.
-    mutable SRWLOCK m_lock = SRWLOCK_INIT;
+    mutable CMutex m_mutex;
     std::vector<std::pair<DWORD, std::string>> m_byThread;
     CImportPatches m_imports;
 };
