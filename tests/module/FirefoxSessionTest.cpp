@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "module/HttpRawTest.h"
-#include "support/CallText.h"
 #include "system/proxy/ProxyUser.h"
 
 using testing::ElementsAre;
@@ -11,43 +10,10 @@ using testing::ElementsAre;
 namespace
 {
 
-CJournal* g_pJournal = nullptr;
-CScriptedWinInet* g_pWinInet = nullptr;
-
-std::string OptionText(const INTERNET_PER_CONN_OPTIONW& option)
-{
-    return std::to_string(option.dwOption) + "=" +
-           (option.dwOption == INTERNET_PER_CONN_FLAGS ? std::to_string(option.Value.dwValue)
-                                                       : Quoted(option.Value.pszValue));
-}
-
-// Writes a session's connection options out in full.
-BOOL WINAPI SetOption(HINTERNET handle, DWORD dwOption, LPVOID buffer, DWORD cb)
-{
-    if (dwOption != INTERNET_OPTION_PER_CONNECTION_OPTION)
-    {
-        return g_pWinInet->SetOption(handle, dwOption, buffer, cb);
-    }
-    const auto& list = *static_cast<const INTERNET_PER_CONN_OPTION_LISTW*>(buffer);
-    std::string text = "options";
-    for (DWORD index = 0; index < list.dwOptionCount; ++index)
-    {
-        text += " " + OptionText(list.pOptions[index]);
-    }
-    g_pJournal->Add(CALL_NET, text);
-    return TRUE;
-}
-
 class FirefoxSessionTest : public HttpRawTest
 {
 protected:
-    FirefoxSessionTest()
-    {
-        g_pJournal = &m_journal;
-        g_pWinInet = &m_winInet;
-        m_system.m_bHasSettings = true;
-        m_pModule->Imports().Add("InternetSetOptionW", SetOption);
-    }
+    FirefoxSessionTest() { m_system.m_bHasSettings = true; }
     ~FirefoxSessionTest() override { ReleaseComponent(); }
 
     // What a send does until it has opened the session.
@@ -68,6 +34,11 @@ protected:
         return "InternetOpenW('Brixo Kestrin Desktop Http Agent', " + mode + ", 0)";
     }
 
+    static std::string SetOptions(const std::string& options)
+    {
+        return "InternetSetOptionW(session1, 75, size 32, null, error 0: " + options + ", 32)";
+    }
+
     CProxyUser m_user;
 };
 
@@ -75,13 +46,13 @@ TEST_F(FirefoxSessionTest, Type2SetsTheScriptOnASessionWithTheSystemsSettings)
 {
     EXPECT_THAT(CallsFor("user_pref(\"network.proxy.type\", 2);\n"
                          "user_pref(\"network.proxy.autoconfig_url\", \"file:///C:/p.pac\");\n"),
-                ElementsAre(Open("0, null, null"), "options 4='file://C:/p.pac' 1=4"));
+                ElementsAre(Open("0, null, null"), SetOptions("4='file://C:/p.pac' 1=4")));
 }
 
 TEST_F(FirefoxSessionTest, Type3HasAnEmptyProxyList)
 {
     EXPECT_THAT(CallsFor("user_pref(\"network.proxy.type\", 3);\n"),
-                ElementsAre(Open("3, '', ''"), "options 2='' 3='local' 1=3"));
+                ElementsAre(Open("3, '', ''"), SetOptions("2='' 3='local' 1=3")));
 }
 
 TEST_F(FirefoxSessionTest, Type4HasTheSystemsSettings)

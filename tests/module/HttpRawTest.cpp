@@ -10,8 +10,6 @@ HttpRawTest::HttpRawTest() : m_pModule(Load()), m_pHttpRaw(m_pModule->CreateHttp
 HttpRawTest::~HttpRawTest()
 {
     Unload();
-    EXPECT_THAT(m_winInet.OpenHandles(), testing::IsEmpty());
-    EXPECT_THAT(m_winInet.Faults(), testing::IsEmpty());
     EXPECT_FALSE(m_system.IsFileOpen());
     EXPECT_FALSE(m_trace.IsLoaded());
 }

@@ -24,7 +24,7 @@ class HttpRawTest : public testing::Test
 {
 protected:
     HttpRawTest();
-    // Checks that nothing was left open and no handle misused.
+    // Checks that nothing was left open.
     ~HttpRawTest() override;
 
     // Sends and lets the exchange run to its end.

@@ -64,7 +64,7 @@ TEST_F(HttpRequestDialogTest, AcceptedErrorIsSentAgainWithTheFlagsOfTheRequest)
         // A fresh module for the next row.
         Unload();
         ClearJournal();
-        m_winInet.ForgetHandles();
+        m_winInet.m_handles.ForgetNames();
         m_pModule = Load();
         m_pHttpRaw = m_pModule->CreateHttpRaw();
         m_winInet.m_attempts.Then(CScriptedWinInet::FailingSend(12045));

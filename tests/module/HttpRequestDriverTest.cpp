@@ -50,7 +50,7 @@ TEST_F(HttpRequestDriverTest, FollowsARedirectWithTheSameBody)
     {
         SCOPED_TRACE(testing::Message() << "code " << code);
         ReleaseComponent();
-        m_winInet.ForgetHandles();
+        m_winInet.m_handles.ForgetNames();
         m_pHttpRaw = m_pModule->CreateHttpRaw();
         ClearJournal();
         m_winInet.m_attempts.Then(CScriptedWinInet::Redirect(code, L"https://other.example:8443/q?r=1"));

@@ -1,5 +1,5 @@
-// The rest of the platform as a test scripts it: the tick counter, the start of threads, the download
-// file and windows. Calls go to the journal; what the product asks for beside
+// The rest of the platform as a test scripts it: the tick counter, the start of threads, the download file,
+// the version, registry keys, windows and cursors. Calls go to the journal; what the product asks for beside
 // these goes to the platform itself.
 #pragma once
 
@@ -21,11 +21,12 @@
 class CScriptedSystem
 {
 public:
-    explicit CScriptedSystem(CJournal& journal);
+    explicit CScriptedSystem(CJournal& journal) : m_journal(journal) { s_pCurrent = this; }
     ~CScriptedSystem();
     CScriptedSystem(const CScriptedSystem&) = delete;
     CScriptedSystem& operator=(const CScriptedSystem&) = delete;
 
+    // Replaces what the module uses of it.
     void Attach(CImportPatches& imports);
 
     // What GetTickCount gives; it moves only by the test's hand.
@@ -38,8 +39,12 @@ public:
     void LetGo();
     // False when a started thread does not end in time.
     bool WaitForThreads();
+    // Counted from 0 in the order of their start: the object that it was started on, and its exit code, for
+    // which its end is waited for; STILL_ACTIVE when that does not come in time.
+    void* Worker(size_t nth) const;
+    DWORD ExitCode(size_t nth);
     // The object that the last thread was started on.
-    void* Worker() const { return m_pWorker; }
+    void* Worker() const;
 
     // The download file. Contents are kept here, nothing is written to the disk.
     std::atomic<bool> m_bFilesFail{false};
@@ -54,24 +59,22 @@ public:
     // Windows that exist, by number.
     std::set<int> m_windows;
 
-    // What stands behind the scripted functions.
-    uintptr_t StartThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*), void* argument,
-                          unsigned flags, unsigned* pId);
-    HANDLE CreateDownloadFile(const wchar_t* path, DWORD access, DWORD share, const void* security,
-                              DWORD disposition, DWORD attributes, HANDLE hTemplate);
-    BOOL WriteDownloadFile(HANDLE file, const void* data, DWORD cb, DWORD* pcbWritten, void* overlapped);
-    BOOL CloseAnyHandle(HANDLE handle);
-    BOOL DeleteDownloadFile(const wchar_t* path);
-    LONG OpenKey(HKEY hRoot, const wchar_t* subkey, DWORD options, DWORD access, HKEY* phKey);
-    BOOL IsScriptedWindow(HWND hWnd);
-    HWND Desktop();
-
 private:
+    struct Platform;
+
+    struct Thread
+    {
+        void* pObject;
+        HANDLE hThread;
+        std::shared_ptr<CGate> gate;
+    };
+
+    static inline CScriptedSystem* s_pCurrent = nullptr;
+
     CJournal& m_journal;
     mutable CMutex m_mutex;
-    std::vector<HANDLE> m_threads;
-    std::vector<std::shared_ptr<CGate>> m_gates;
-    void* m_pWorker = nullptr;
+    std::vector<Thread> m_threads;
+    size_t m_cEnded = 0;  // of the first threads, which need no wait any more
     std::string m_content;
     std::atomic<bool> m_bFileOpen{false};
 };

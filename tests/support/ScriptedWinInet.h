@@ -1,20 +1,19 @@
-// A WinINet that a test scripts: what each attempt answers is set beforehand, every call is written to
-// the journal, and handles are made up. It is stricter than the platform: what it hands out through a
-// pointer on a failing call is garbage, and a handle that is used or closed after its close is reported
-// by Faults. Splitting URLs stays the platform's own work.
+// A WinINet that a test scripts: what each attempt answers is set beforehand, every call is written to the
+// journal, and handles are made up. It is meaner than the platform: what it hands out through a pointer on a
+// failing call is garbage, and misused handles fail the test (CHandleTable). Splitting URLs stays the
+// platform's own work.
 #pragma once
 
 #include <windows.h>
 #include <wininet.h>
 
-#include <map>
+#include <atomic>
 #include <optional>
 #include <string>
-#include <vector>
 
+#include "support/HandleTable.h"
 #include "support/ImportPatch.h"
 #include "support/Journal.h"
-#include "support/Mutex.h"
 #include "support/Script.h"
 
 // In place of an error code: the call succeeds.
@@ -26,6 +25,7 @@ struct CScriptedAttempt
     // Absent: the query for it fails.
     std::optional<std::wstring> status = L"200";
     std::optional<std::wstring> location = std::nullopt;
+    bool bBlocks = false;  // until the request handle is closed; then the send fails
 };
 
 struct CScriptedRead
@@ -38,22 +38,24 @@ struct CScriptedRead
 class CScriptedWinInet
 {
 public:
-    explicit CScriptedWinInet(CJournal& journal);
-    ~CScriptedWinInet();
+    explicit CScriptedWinInet(CJournal& journal) : m_journal(journal) { s_pCurrent = this; }
+    ~CScriptedWinInet() { s_pCurrent = nullptr; }
     CScriptedWinInet(const CScriptedWinInet&) = delete;
     CScriptedWinInet& operator=(const CScriptedWinInet&) = delete;
 
+    // Replaces what the module uses of it.
     void Attach(CImportPatches& imports);
 
     static CScriptedAttempt FailingSend(DWORD dwError) { return {dwError, std::nullopt, std::nullopt}; }
+    static CScriptedAttempt BlockedSend() { return {kSucceeds, std::nullopt, std::nullopt, true}; }
     static CScriptedAttempt Answer(const wchar_t* status) { return {kSucceeds, status, std::nullopt}; }
     static CScriptedAttempt Redirect(const wchar_t* status, const std::wstring& location)
     {
         return {kSucceeds, status, location};
     }
 
-    bool m_bConnected = true;
-    bool m_bOptionsCanBeSet = true;
+    // What a call answers is taken from its script when it begins; a dialog's answer, when it ends.
+    std::atomic<bool> m_bConnected{true};
     CScript<DWORD> m_sessions{kSucceeds};
     CScript<DWORD> m_connects{kSucceeds};
     CScript<DWORD> m_opens{kSucceeds};
@@ -61,41 +63,14 @@ public:
     CScript<CScriptedRead> m_reads{CScriptedRead{}};
     CScript<DWORD> m_dialogs{ERROR_CANCELLED};
     CScript<std::optional<DWORD>> m_securityFlags{0};  // absent: the query for them fails
+    CScript<DWORD> m_setOptions{kSucceeds};
 
-    // Handles that were not closed, and misuse of handles.
-    std::vector<std::string> OpenHandles() const;
-    std::vector<std::string> Faults() const;
-    // Starts the numbers of handles anew.
-    void ForgetHandles();
-
-    // What stands behind the functions of the same name.
-    HINTERNET OpenSession(const wchar_t* agent, DWORD dwType, const wchar_t* proxy, const wchar_t* bypass,
-                          DWORD dwFlags);
-    HINTERNET Connect(HINTERNET hSession, const wchar_t* host, INTERNET_PORT port, const wchar_t* user,
-                      const wchar_t* password, DWORD dwService, DWORD dwFlags, DWORD_PTR context);
-    HINTERNET OpenRequest(HINTERNET hConnect, const wchar_t* verb, const wchar_t* object,
-                          const wchar_t* version, const wchar_t* referrer, const wchar_t** types,
-                          DWORD dwFlags, DWORD_PTR context);
-    BOOL Send(HINTERNET hRequest, const wchar_t* headers, DWORD cchHeaders, const void* body, DWORD cbBody);
-    BOOL QueryInfo(HINTERNET hRequest, DWORD dwLevel, void* buffer, DWORD* pcb, const DWORD* pIndex);
-    BOOL Read(HINTERNET hRequest, void* buffer, DWORD cb, DWORD* pcbRead);
-    BOOL QueryOption(HINTERNET hRequest, DWORD dwOption, void* buffer, DWORD* pcb);
-    BOOL SetOption(HINTERNET hRequest, DWORD dwOption, const void* buffer, DWORD cb);
-    BOOL CloseInternetHandle(HINTERNET handle);
-    BOOL GetConnectedState(const DWORD* pdwState, DWORD dwReserved);
-    DWORD ErrorDialog(HWND hWnd, HINTERNET hRequest, DWORD dwError, DWORD dwFlags, void** ppData);
+    CHandleTable m_handles;
 
 private:
-    HINTERNET NewHandle(const char* kind);
-    std::string Name(HINTERNET handle);
+    struct Platform;
+
+    static inline CScriptedWinInet* s_pCurrent = nullptr;
 
     CJournal& m_journal;
-    mutable CMutex m_mutex;
-    CCondition m_closed;
-    std::map<HINTERNET, std::string> m_names;
-    std::map<HINTERNET, std::string> m_open;
-    std::map<std::string, int> m_counts;
-    std::vector<std::string> m_faults;
-    CScriptedAttempt m_attempt;  // the one sent last
-    std::string m_pendingData;   // of a read that gave more than was asked for
 };

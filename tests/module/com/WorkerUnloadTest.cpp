@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "module/com/ServerModule.h"
+#include "support/Hold.h"
 #include "support/ProcessResources.h"
-#include "unit/request/RequestScript.h"
+#include "support/ScriptedWinInet.h"
+#include "unit/request/ThreadScript.h"
 
 namespace
 {
@@ -20,6 +22,23 @@ std::atomic<bool> g_bOut = false;
     g_pGo->Wait();
     FreeLibraryAndExitThread(hModule, dwExitCode);
 }
+
+// The platform under a module that is unloaded by the test.
+struct Platform
+{
+    explicit Platform(HMODULE hModule) : threads(hModule), imports(hModule) { winInet.Attach(imports); }
+
+    void Forget()
+    {
+        threads.Forget();
+        imports.Forget();
+    }
+
+    CJournal journal;
+    CScriptedWinInet winInet{journal};
+    CThreadScript threads;
+    CImportPatches imports;
+};
 
 class WorkerUnloadTest : public testing::Test
 {
@@ -42,7 +61,7 @@ TEST_F(WorkerUnloadTest, ModuleStaysUntilItsLastWorkerHasEnded)
 #endif
     CServerModule module;
     {
-        CRequestScript script(module.Handle());
+        Platform platform(module.Handle());
         CImportPatch end(module.Handle(), "FreeLibraryAndExitThread", HoldBeforeTheEnd);
         IHttpRaw* pHttpRaw = module.CreateHttpRaw();
         ASSERT_NE(pHttpRaw, nullptr);
@@ -54,9 +73,9 @@ TEST_F(WorkerUnloadTest, ModuleStaysUntilItsLastWorkerHasEnded)
         module.Unload();
         EXPECT_NE(GetModuleHandleW(kModuleName), nullptr) << "the worker's code is gone under its feet";
         m_go.Set();
-        EXPECT_EQ(script.m_thread.ExitCode(), 0u);
+        EXPECT_EQ(platform.threads.ExitCode(), 0u);
         end.Forget();
-        script.Forget();
+        platform.Forget();
     }
     EXPECT_EQ(GetModuleHandleW(kModuleName), nullptr) << "the worker has left a reference behind";
 }
@@ -67,9 +86,9 @@ protected:
     WorkerLockTest()
     {
         s_pTest = this;
-        m_script.m_thread.m_onClosed = [this](HANDLE hClosed)
+        m_platform.threads.m_onClosed = [this](HANDLE hClosed)
         {
-            const auto& starts = m_script.m_thread.m_starts;
+            const auto& starts = m_platform.threads.m_starts;
             if (GetCurrentThreadId() != m_dwOwnerId && hClosed == starts.at(0).hThread)
             {
                 m_bHandleClosed = true;
@@ -96,7 +115,7 @@ protected:
         if (GetCurrentThreadId() == s_pTest->m_dwOwnerId)
         {
             g_pGo->Set();
-            s_pTest->m_script.m_thread.ExitCode();
+            s_pTest->m_platform.threads.ExitCode();
         }
     }
     static void WINAPI LetGoAndSleep(DWORD dwMilliseconds)
@@ -116,7 +135,7 @@ protected:
     std::atomic<bool> m_bHandleClosed = false;
     std::atomic<bool> m_bHeldOnce = false;
     CServerModule m_module;
-    CRequestScript m_script{m_module.Handle()};
+    Platform m_platform{m_module.Handle()};
     CImportPatch m_leave{m_module.Handle(), "LeaveCriticalSection", Leave};
     CImportPatch m_sleep{m_module.Handle(), "Sleep", LetGoAndSleep};
     CImportPatch m_switch{m_module.Handle(), "SwitchToThread", LetGoAndSwitch};
@@ -130,31 +149,24 @@ TEST_F(WorkerLockTest, ReleaseWaitsForAWorkerThatIsStillInsideItsLock)
     EXPECT_EQ(pHttpRaw->Release(), 0u);
     EXPECT_TRUE(g_bOut) << "the object went while its worker was inside";
     m_go.Set();
-    m_script.m_thread.ExitCode();
+    m_platform.threads.ExitCode();
 }
 
 // An exchange that has ended gets a moment to leave its object, so that one object serves them all.
 TEST_F(WorkerLockTest, NextSendReusesTheObjectThatItsWorkerIsAboutToLeave)
 {
     IHttpRaw* pHttpRaw = m_module.CreateHttpRaw();
-    CEvent sending;
-    CEvent started;
-    m_script.m_onSend = [&](int)
-    {
-        sending.Set();
-        started.Wait();  // so that the status is final afterwards
-        return TRUE;
-    };
+    CHold send(m_platform.journal, "HttpSendRequestW");
     ASSERT_EQ(pHttpRaw->PostRequest(L"http://host/", L"x"), S_OK);
-    ASSERT_TRUE(sending.Wait());
-    started.Set();
+    ASSERT_TRUE(send.Reached());
+    send.LetGo();  // so that the status is final afterwards
     ASSERT_TRUE(m_held.Wait());
     ASSERT_EQ(pHttpRaw->PostRequest(L"http://host/", L"y"), S_OK);
     EXPECT_TRUE(g_bOut);
-    const auto& starts = m_script.m_thread.m_starts;
+    const auto& starts = m_platform.threads.m_starts;
     ASSERT_EQ(starts.size(), 2u);
     EXPECT_EQ(starts[1].pObject, starts[0].pObject);
-    m_script.m_thread.ExitCode(1);
+    m_platform.threads.ExitCode(1);
     EXPECT_EQ(pHttpRaw->Release(), 0u);
 }
 
@@ -162,7 +174,7 @@ TEST_F(WorkerLockTest, NextSendReusesTheObjectThatItsWorkerIsAboutToLeave)
 TEST(WorkerResourcesTest, ManyQuickExchangesLeaveNoHandleAndNoThread)
 {
     CServerModule module;
-    CRequestScript script(module.Handle());
+    Platform platform(module.Handle());
     const auto exchange = [&](int count)
     {
         for (int i = 0; i < count; ++i)
@@ -171,16 +183,16 @@ TEST(WorkerResourcesTest, ManyQuickExchangesLeaveNoHandleAndNoThread)
             for (const wchar_t* pszData : {L"a", L"b"})
             {
                 ASSERT_EQ(pHttpRaw->PostRequest(L"http://host/", pszData), S_OK);
-                script.m_thread.ExitCode(script.m_thread.m_starts.size() - 1);
+                platform.threads.ExitCode(platform.threads.m_starts.size() - 1);
             }
             ASSERT_EQ(pHttpRaw->Release(), 0u);
         }
     };
     exchange(3);  // the runtime makes some of its own at first
-    const int handles = CountHandles() - static_cast<int>(script.m_thread.m_starts.size());
+    const int handles = CountHandles() - static_cast<int>(platform.threads.m_starts.size());
     const int threads = CountThreads();
     exchange(100);
-    EXPECT_EQ(CountHandles() - static_cast<int>(script.m_thread.m_starts.size()), handles);
+    EXPECT_EQ(CountHandles() - static_cast<int>(platform.threads.m_starts.size()), handles);
     EXPECT_EQ(CountThreads(), threads);
     EXPECT_EQ(module.CanUnloadNow(), S_OK);
 }

@@ -1,45 +1,16 @@
 // What the owner's thread does with a request: inputs, status, time-out, answer and destruction.
-#include <gmock/gmock.h>
-
-#include <comdef.h>
-
-#include <memory>
-
-#include "request/HttpRequest.h"
-#include "support/RecordedTrace.h"
-#include "unit/request/RequestScript.h"
+#include "support/WindowNames.h"
+#include "unit/request/RequestTest.h"
 
 namespace
 {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::MatchesRegex;
 
-const HINTERNET kSession = reinterpret_cast<HINTERNET>(0x1000);
-
-class HttpRequestOwnerTest : public testing::Test
-{
-protected:
-    HttpRequestOwnerTest() { m_script.m_dwTick = 1000; }
-
-    unsigned long Status()
-    {
-        unsigned long status = 0xEEEE;
-        EXPECT_EQ(m_pRequest->GetStatus(&status), S_OK);
-        return status;
-    }
-
-    // Runs a whole exchange and waits until its thread is gone.
-    void RunExchange()
-    {
-        ASSERT_TRUE(m_pRequest->StartWorker());
-        m_script.m_thread.ExitCode(m_script.m_thread.m_starts.size() - 1);
-    }
-
-    CRecordedTrace m_trace;
-    CRequestScript m_script;
-    std::unique_ptr<CHttpRequest> m_pRequest = std::make_unique<CHttpRequest>(kSession);
-};
+using HttpRequestOwnerTest = RequestTest;
 
 TEST_F(HttpRequestOwnerTest, StartsIdleWithItsDefaults)
 {
@@ -67,7 +38,7 @@ TEST_F(HttpRequestOwnerTest, TracesItsDestruction)
         ElementsAre("2|--> CHttpRequest::~CHttpRequest\n \n",
                     MatchesRegex("2\\| CHttpRequest::~CHttpRequest, object=0x%X,\\(void\\*\\)this=0x\\w+,\n"),
                     "2| Wait Thread exit...,\n", "2|<-- CHttpRequest::~CHttpRequest\n \n"));
-    EXPECT_THAT(m_script.Calls(), ElementsAre()) << "nothing was open";
+    EXPECT_THAT(Calls("InternetCloseHandle"), IsEmpty()) << "nothing was open";
 }
 
 TEST_F(HttpRequestOwnerTest, TakesTheTimeoutInSeconds)
@@ -121,13 +92,13 @@ TEST_F(HttpRequestOwnerTest, EnforcesTheTimeoutOnlyWhileTheExchangeRuns)
     };
     for (const Row& row : rows)
     {
-        m_script.m_dwTick = 1000;
-        CHttpRequest request(kSession);
+        m_system.m_dwTick = 1000;
+        CHttpRequest request(m_hSession);
         CRequestSettings settings;
         settings.nTimeout = row.seconds;
         EXPECT_EQ(request.TakeSettings(settings), S_OK);
         request.UpdateRequestStatus(row.status);
-        m_script.m_dwTick = 1000 + row.dwElapsed;
+        m_system.m_dwTick = 1000 + row.dwElapsed;
         m_trace.Take();
         unsigned long status = 0xEEEE;
         EXPECT_EQ(request.GetStatus(&status), S_OK) << row.label;
@@ -139,10 +110,10 @@ TEST_F(HttpRequestOwnerTest, EnforcesTheTimeoutOnlyWhileTheExchangeRuns)
 
 TEST_F(HttpRequestOwnerTest, SeesNoTimeoutWhenTheTickCountHasWrapped)
 {
-    m_script.m_dwTick = 0xFFFFFFF0;
-    CHttpRequest request(kSession);
+    m_system.m_dwTick = 0xFFFFFFF0;
+    CHttpRequest request(m_hSession);
     request.UpdateRequestStatus(REQ_STATUS_SENDING);
-    m_script.m_dwTick = 0xFFFFFFE0;
+    m_system.m_dwTick = 0xFFFFFFE0;
     unsigned long status = 0;
     request.GetStatus(&status);
     EXPECT_EQ(status, 5ul);
@@ -150,13 +121,13 @@ TEST_F(HttpRequestOwnerTest, SeesNoTimeoutWhenTheTickCountHasWrapped)
 
 TEST_F(HttpRequestOwnerTest, StartRestartsTheClockEvenWhenNoThreadCanBeMade)
 {
-    m_script.m_dwTick = 500000;
-    m_script.m_thread.m_bCanStart = false;
+    m_system.m_dwTick = 500000;
+    m_system.m_bThreadsFail = true;
     EXPECT_FALSE(m_pRequest->StartWorker());
     m_pRequest->UpdateRequestStatus(REQ_STATUS_SENDING);
-    m_script.m_dwTick = 560000;
+    m_system.m_dwTick = 560000;
     EXPECT_EQ(Status(), 5ul);
-    m_script.m_dwTick = 560001;
+    m_system.m_dwTick = 560001;
     EXPECT_EQ(Status(), 7ul);
 }
 
@@ -165,8 +136,9 @@ TEST_F(HttpRequestOwnerTest, RefusesANullUrlAndKeepsTheOldOne)
     EXPECT_EQ(m_pRequest->SetUrl(L"http://first:81/a?b", L"x=1"), S_OK);
     EXPECT_EQ(m_pRequest->SetUrl(nullptr, L"y=2"), E_INVALIDARG);
     RunExchange();
-    EXPECT_THAT(m_script.Calls(),
-                ElementsAre("worker: connect 4096 first 81", "worker: open /a?b", "worker: send [x=1]"));
+    EXPECT_THAT(Calls("InternetConnectW"), ElementsAre(HasSubstr("(session1, 'first', 81, ")));
+    EXPECT_THAT(Calls("HttpOpenRequestW"), ElementsAre(HasSubstr("'/a?b'")));
+    EXPECT_THAT(Calls("HttpSendRequestW"), ElementsAre(HasSubstr("'x=1', 3)")));
 }
 
 TEST_F(HttpRequestOwnerTest, CountsNullFormDataAsEmpty)
@@ -174,8 +146,8 @@ TEST_F(HttpRequestOwnerTest, CountsNullFormDataAsEmpty)
     m_pRequest->SetUrl(L"http://host/", L"x=1");
     EXPECT_EQ(m_pRequest->SetUrl(L"http://host/p", nullptr), S_OK);
     RunExchange();
-    EXPECT_THAT(m_script.Calls(),
-                ElementsAre("worker: connect 4096 host 80", "worker: open /p", "worker: send []"));
+    EXPECT_THAT(Calls("HttpOpenRequestW"), ElementsAre(HasSubstr("'/p'")));
+    EXPECT_THAT(Calls("HttpSendRequestW"), ElementsAre(HasSubstr("null, 0)")));
 }
 
 TEST_F(HttpRequestOwnerTest, RefusesANullFileAndTracesAnyOther)
@@ -194,7 +166,7 @@ TEST_F(HttpRequestOwnerTest, KeepsTheAnswerInMemoryWithoutAFile)
     m_pRequest->SetFile(L"C:\\never-made.txt");
     m_pRequest->SetFile(L"");
     m_pRequest->SetUrl(L"http://host/", L"x");
-    m_script.m_pieces = {"answer"};
+    m_winInet.m_reads.Then({"answer"});
     RunExchange();
     EXPECT_EQ(Status(), 9ul);
     BSTR bstr = nullptr;
@@ -204,60 +176,37 @@ TEST_F(HttpRequestOwnerTest, KeepsTheAnswerInMemoryWithoutAFile)
 
 TEST_F(HttpRequestOwnerTest, RunEndsWithZeroAndReportsOnlyThroughTheStatus)
 {
-    m_script.m_bConnected = FALSE;
+    m_winInet.m_bConnected = false;
     m_pRequest->SetUrl(L"http://host/", L"x");
     EXPECT_EQ(m_pRequest->Run(), 0u);
     EXPECT_EQ(Status(), 3ul);
-    EXPECT_THAT(m_script.Calls(), ElementsAre());
-}
-
-// The real functions would make Wine start a desktop first, which can take half a minute.
-const HWND kParent = reinterpret_cast<HWND>(0x1234);
-const HWND kDesktop = reinterpret_cast<HWND>(0x5678);
-HWND g_hWndAlive = nullptr;
-
-BOOL WINAPI ScriptedIsWindow(HWND hWnd)
-{
-    return hWnd != nullptr && hWnd == g_hWndAlive;
-}
-
-HWND WINAPI ScriptedGetDesktopWindow()
-{
-    return kDesktop;
+    EXPECT_THAT(Calls("InternetConnectW"), IsEmpty());
 }
 
 TEST_F(HttpRequestOwnerTest, UsesTheDesktopWhenItsParentWindowIsNotThere)
 {
-    const CImportPatch isWindow(GetModuleHandleW(nullptr), "IsWindow", ScriptedIsWindow);
-    const CImportPatch desktop(GetModuleHandleW(nullptr), "GetDesktopWindow", ScriptedGetDesktopWindow);
-    EXPECT_EQ(m_pRequest->GetParentWnd(), kDesktop);
-    m_pRequest->SetParentWnd(kParent);
-    g_hWndAlive = kParent;
-    EXPECT_EQ(m_pRequest->GetParentWnd(), kParent);
-    g_hWndAlive = nullptr;
-    EXPECT_EQ(m_pRequest->GetParentWnd(), kDesktop);
+    EXPECT_EQ(m_pRequest->GetParentWnd(), FakeWindow(0));
+    m_pRequest->SetParentWnd(FakeWindow(1));
+    m_system.m_windows = {1};
+    EXPECT_EQ(m_pRequest->GetParentWnd(), FakeWindow(1));
+    m_system.m_windows.clear();
+    EXPECT_EQ(m_pRequest->GetParentWnd(), FakeWindow(0));
 }
 
 // A time-out that the owner has seen stops the worker's reading, which then reports a failure.
 TEST_F(HttpRequestOwnerTest, TimeoutStopsTheReading)
 {
-    CEvent reading;
-    CEvent polled;
-    m_script.m_pieces = {"abc", "def"};
-    m_script.m_onRead = [&]
-    {
-        reading.Set();
-        polled.Wait();
-    };
+    m_winInet.m_reads.Then({"abc"}).Then({"def"});
+    CHold read(m_journal, "InternetReadFile");
     m_pRequest->SetUrl(L"http://host/", L"x");
     ASSERT_TRUE(m_pRequest->StartWorker());
-    ASSERT_TRUE(reading.Wait());
+    ASSERT_TRUE(read.Reached());
     EXPECT_EQ(Status(), 6ul);
-    m_script.m_dwTick = 61001;
+    m_system.m_dwTick = 61001;
     EXPECT_EQ(Status(), 7ul);
-    m_script.m_dwTick = 1000;  // the worker's own look at the clock finds nothing
-    polled.Set();
-    m_script.m_thread.ExitCode();
+    m_system.m_dwTick = 1000;  // the worker's own look at the clock finds nothing
+    read.LetGo();
+    EXPECT_TRUE(m_system.WaitForThreads());
     EXPECT_EQ(Status(), 2ul);
     BSTR bstr = nullptr;
     EXPECT_EQ(m_pRequest->GetResponse(&bstr), E_FAIL);
@@ -265,56 +214,41 @@ TEST_F(HttpRequestOwnerTest, TimeoutStopsTheReading)
 
 TEST_F(HttpRequestOwnerTest, DestructionWakesTheWorkerAndWaitsForIt)
 {
-    CEvent sending;
-    CEvent closed;
-    m_script.m_onSend = [&](int)
-    {
-        sending.Set();
-        closed.Wait();
-        return FALSE;
-    };
-    m_script.m_onCloseRequest = [&](int) { closed.Set(); };
+    CHold send(m_journal, "HttpSendRequestW");
+    m_journal.On("InternetCloseHandle(request1)", 1, [&] { send.LetGo(); });
     m_pRequest->SetUrl(L"http://host/", L"x");
     ASSERT_TRUE(m_pRequest->StartWorker());
-    ASSERT_TRUE(sending.Wait());
+    ASSERT_TRUE(send.Reached());
     m_pRequest.reset();
-    EXPECT_EQ(m_script.m_thread.ExitCode(), 0u) << "the worker was killed";
-    EXPECT_THAT(m_script.Calls(),
-                ElementsAre("worker: connect 4096 host 80", "worker: open /", "worker: send [x]",
-                            "owner: close request 1", "owner: close connection 1"));
+    EXPECT_EQ(m_system.ExitCode(0), 0u) << "the worker was killed";
+    EXPECT_THAT(Calls("InternetCloseHandle"),
+                ElementsAre("InternetCloseHandle(request1)", "InternetCloseHandle(connect1)"));
 }
 
 TEST_F(HttpRequestOwnerTest, DestructionClosesWhatAFinishedExchangeHasLeftOpen)
 {
     m_pRequest->SetUrl(L"http://host/", L"x");
     RunExchange();
+    EXPECT_THAT(Calls("InternetCloseHandle"), IsEmpty());
     m_pRequest.reset();
-    EXPECT_THAT(m_script.Calls(),
-                ElementsAre("worker: connect 4096 host 80", "worker: open /", "worker: send [x]",
-                            "owner: close request 1", "owner: close connection 1"));
+    EXPECT_THAT(Calls("InternetCloseHandle"),
+                ElementsAre("InternetCloseHandle(request1)", "InternetCloseHandle(connect1)"));
 }
 
 TEST_F(HttpRequestOwnerTest, IsIdleOnlyWhenItsWorkerHasLeft)
 {
-    CEvent sending;
-    CEvent go;
-    m_script.m_onSend = [&](int)
-    {
-        sending.Set();
-        go.Wait();
-        return TRUE;
-    };
+    CHold send(m_journal, "HttpSendRequestW");
     m_pRequest->SetUrl(L"http://host/", L"x");
     ASSERT_TRUE(m_pRequest->StartWorker());
-    ASSERT_TRUE(sending.Wait());
+    ASSERT_TRUE(send.Reached());
     for (const HttpRequestStatus status :
          {REQ_STATUS_SENDING, REQ_STATUS_RECEIVING, REQ_STATUS_TIMEOUT, REQ_STATUS_FAILED})
     {
         m_pRequest->UpdateRequestStatus(status);
         EXPECT_FALSE(m_pRequest->IsIdle()) << "status " << status;
     }
-    go.Set();
-    m_script.m_thread.ExitCode();
+    send.LetGo();
+    EXPECT_TRUE(m_system.WaitForThreads());
     for (const HttpRequestStatus status : {REQ_STATUS_SENDING, REQ_STATUS_TIMEOUT, REQ_STATUS_DONE})
     {
         m_pRequest->UpdateRequestStatus(status);

@@ -1,12 +1,7 @@
 // Handing the answer to the owner.
-#include <gtest/gtest.h>
+#include "unit/request/RequestTest.h"
 
 #include <comdef.h>
-
-#include <string>
-
-#include "request/HttpRequest.h"
-#include "unit/request/RequestScript.h"
 
 namespace
 {
@@ -32,46 +27,44 @@ void WINAPI CountFreed(BSTR bstr)
     g_pFree->Original<void WINAPI(BSTR)>()(bstr);
 }
 
-class HttpRequestResponseTest : public testing::Test
+class HttpRequestResponseTest : public RequestTest
 {
 protected:
     HttpRequestResponseTest() { g_freed = 0; }
 
     void Receive(const std::vector<std::string>& pieces)
     {
-        m_script.m_pieces = pieces;
-        m_request.SetUrl(L"http://host/", L"x");
-        ASSERT_TRUE(m_request.StartWorker());
-        m_script.m_thread.ExitCode();
-        unsigned long status = 0;
-        m_request.GetStatus(&status);
-        ASSERT_EQ(status, 9ul);
+        for (const std::string& piece : pieces)
+        {
+            m_winInet.m_reads.Then({piece});
+        }
+        m_pRequest->SetUrl(L"http://host/", L"x");
+        RunExchange();
+        ASSERT_EQ(Status(), 9ul);
     }
 
     wchar_t m_sentinel[1] = {};
     BSTR m_bstr = m_sentinel;
-    CRequestScript m_script;
-    CHttpRequest m_request{reinterpret_cast<HINTERNET>(0x1000)};
 };
 
 TEST_F(HttpRequestResponseTest, FailsBeforeAnythingWasSent)
 {
-    EXPECT_EQ(m_request.GetResponse(&m_bstr), E_FAIL);
+    EXPECT_EQ(m_pRequest->GetResponse(&m_bstr), E_FAIL);
     EXPECT_EQ(m_bstr, m_sentinel);
-    EXPECT_EQ(m_request.GetResponse(nullptr), E_FAIL);
+    EXPECT_EQ(m_pRequest->GetResponse(nullptr), E_FAIL);
 }
 
 TEST_F(HttpRequestResponseTest, FailsAfterAnEmptyBody)
 {
     Receive({});
-    EXPECT_EQ(m_request.GetResponse(&m_bstr), E_FAIL);
+    EXPECT_EQ(m_pRequest->GetResponse(&m_bstr), E_FAIL);
     EXPECT_EQ(m_bstr, m_sentinel);
 }
 
 TEST_F(HttpRequestResponseTest, DecodesTheBodyFromUtf8)
 {
     Receive({"a\xC3", "\xA4", "\xE2\x82\xAC", "\xF0\x9F\x98\x80z"});
-    ASSERT_EQ(m_request.GetResponse(&m_bstr), S_OK);
+    ASSERT_EQ(m_pRequest->GetResponse(&m_bstr), S_OK);
     EXPECT_STREQ(m_bstr, L"a\u00E4\u20AC\xD83D\xDE00z");
     EXPECT_EQ(SysStringByteLen(m_bstr), 12u);
     SysFreeString(m_bstr);
@@ -80,7 +73,7 @@ TEST_F(HttpRequestResponseTest, DecodesTheBodyFromUtf8)
 TEST_F(HttpRequestResponseTest, EndsAtAZeroByte)
 {
     Receive({std::string("ab\0cd", 5)});
-    ASSERT_EQ(m_request.GetResponse(&m_bstr), S_OK);
+    ASSERT_EQ(m_pRequest->GetResponse(&m_bstr), S_OK);
     EXPECT_STREQ(m_bstr, L"ab");
     EXPECT_EQ(SysStringLen(m_bstr), 2u);
     SysFreeString(m_bstr);
@@ -90,8 +83,8 @@ TEST_F(HttpRequestResponseTest, GivesAFreshTextAtEveryCall)
 {
     Receive({"text"});
     BSTR bstrSecond = nullptr;
-    ASSERT_EQ(m_request.GetResponse(&m_bstr), S_OK);
-    ASSERT_EQ(m_request.GetResponse(&bstrSecond), S_OK);
+    ASSERT_EQ(m_pRequest->GetResponse(&m_bstr), S_OK);
+    ASSERT_EQ(m_pRequest->GetResponse(&bstrSecond), S_OK);
     EXPECT_NE(m_bstr, bstrSecond);
     EXPECT_STREQ(m_bstr, bstrSecond);
     SysFreeString(m_bstr);
@@ -101,7 +94,7 @@ TEST_F(HttpRequestResponseTest, GivesAFreshTextAtEveryCall)
 TEST_F(HttpRequestResponseTest, SucceedsWithoutAnOutput)
 {
     Receive({"text"});
-    EXPECT_EQ(m_request.GetResponse(nullptr), S_OK);
+    EXPECT_EQ(m_pRequest->GetResponse(nullptr), S_OK);
 }
 
 TEST_F(HttpRequestResponseTest, FreesItsTemporary)
@@ -109,9 +102,9 @@ TEST_F(HttpRequestResponseTest, FreesItsTemporary)
     Receive({"text"});
     const CImportPatch free(GetModuleHandleW(nullptr), "SysFreeString", CountFreed);
     g_pFree = &free;
-    EXPECT_EQ(m_request.GetResponse(nullptr), S_OK);
+    EXPECT_EQ(m_pRequest->GetResponse(nullptr), S_OK);
     EXPECT_EQ(g_freed, 1);
-    EXPECT_EQ(m_request.GetResponse(&m_bstr), S_OK);
+    EXPECT_EQ(m_pRequest->GetResponse(&m_bstr), S_OK);
     EXPECT_EQ(g_freed, 2);
     SysFreeString(m_bstr);
 }
@@ -122,7 +115,7 @@ TEST_F(HttpRequestResponseTest, RaisesOutOfMemoryForTheText)
     const CImportPatch allocate(GetModuleHandleW(nullptr), "SysAllocString", NoString);
     try
     {
-        m_request.GetResponse(&m_bstr);
+        m_pRequest->GetResponse(&m_bstr);
         FAIL() << "nothing was raised";
     }
     catch (const _com_error& error)
@@ -138,7 +131,7 @@ TEST_F(HttpRequestResponseTest, RaisesOutOfMemoryForTheCopyAndFreesItsTemporary)
     const CImportPatch allocate(GetModuleHandleW(nullptr), "SysAllocStringByteLen", NoByteString);
     const CImportPatch free(GetModuleHandleW(nullptr), "SysFreeString", CountFreed);
     g_pFree = &free;
-    EXPECT_THROW(m_request.GetResponse(&m_bstr), _com_error);
+    EXPECT_THROW(m_pRequest->GetResponse(&m_bstr), _com_error);
     EXPECT_EQ(g_cbAsked, 8u);
     EXPECT_EQ(g_freed, 1);
     EXPECT_EQ(m_bstr, m_sentinel);
