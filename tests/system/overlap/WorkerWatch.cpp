@@ -4,13 +4,13 @@
 
 #include <atomic>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 
 #include "support/CallText.h"
 #include "support/Hold.h"
 #include "support/Mutex.h"
-#include "system/HttpRawHost.h"
 
 namespace
 {
@@ -205,25 +205,22 @@ BOOL WINAPI Delete(LPCWSTR pszPath)
 CWorkerWatch::CWorkerWatch()
 {
     g_pState = std::make_unique<State>();
-    const auto patch = [this](const char* pszName, auto* pfn)
-    { m_patches.push_back(std::make_unique<CImportPatch>(CHttpRawHost::Module(), pszName, pfn)); };
-    patch("InternetConnectW", Connect);
-    patch("HttpOpenRequestW", Open);
-    patch("InternetQueryOptionW", QueryOption);
-    patch("InternetSetOptionW", SetOption);
-    patch("HttpSendRequestW", Send);
-    patch("HttpQueryInfoW", QueryInfo);
-    patch("InternetReadFile", Read);
-    patch("InternetErrorDlg", ShowDialog);
-    patch("InternetCloseHandle", Close);
-    patch("CreateFileW", Create);
-    patch("WriteFile", Write);
-    patch("DeleteFileW", Delete);
+    m_imports.Add("InternetConnectW", Connect);
+    m_imports.Add("HttpOpenRequestW", Open);
+    m_imports.Add("InternetQueryOptionW", QueryOption);
+    m_imports.Add("InternetSetOptionW", SetOption);
+    m_imports.Add("HttpSendRequestW", Send);
+    m_imports.Add("HttpQueryInfoW", QueryInfo);
+    m_imports.Add("InternetReadFile", Read);
+    m_imports.Add("InternetErrorDlg", ShowDialog);
+    m_imports.Add("InternetCloseHandle", Close);
+    m_imports.Add("CreateFileW", Create);
+    m_imports.Add("WriteFile", Write);
+    m_imports.Add("DeleteFileW", Delete);
 }
 
 CWorkerWatch::~CWorkerWatch()
 {
-    m_patches.clear();
     for (const HINTERNET hFiller : g_pState->fillers)
     {
         InternetCloseHandle(hFiller);

@@ -10,12 +10,12 @@
 #include <wininet.h>
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "support/ImportPatch.h"
 #include "support/Journal.h"
+#include "system/HttpRawHost.h"
 
 class CWorkerWatch
 {
@@ -46,5 +46,5 @@ public:
     void EndNextDialog(int worker, DWORD dwResult);
 
 private:
-    std::vector<std::unique_ptr<CImportPatch>> m_patches;
+    CImportPatches m_imports{CHttpRawHost::Module()};
 };
