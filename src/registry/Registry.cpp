@@ -97,7 +97,7 @@ void CRegistry::GetCurrentUserKeyInVista(HKEY* phKey, CUserProfile& profile)
     }
     *phKey = static_cast<HKEY>(information.hProfile);
     OutputDebugStringW(L"CRegistry::GetCurrentUserKey: Success..\n");
-    if (auto* const pfnUnload = s_userenv.Find<CUserProfile::UnloadUserProfileProc>("UnloadUserProfile"))
+    if (auto* const pfnUnload = userenv.Find<CUserProfile::UnloadUserProfileProc>("UnloadUserProfile"))
     {
         profile.Take(token, information.hProfile, pfnUnload);
     }

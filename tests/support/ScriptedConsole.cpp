@@ -166,7 +166,7 @@ struct CScriptedConsole::Platform
     static BOOL WINAPI ScriptedLoadUserProfile(HANDLE hToken, PROFILEINFOW* pProfile)
     {
         {
-            const std::lock_guard<std::mutex> lock(g_pConsole->m_mutex);
+            const std::lock_guard<CMutex> lock(g_pConsole->m_mutex);
             g_pConsole->m_profile = *pProfile;
             g_pConsole->m_profileUser = pProfile->lpUserName;
         }
@@ -323,7 +323,7 @@ HANDLE CScriptedConsole::TokenHandle(DWORD dwId)
 void CScriptedConsole::Add(const std::string& call)
 {
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard<CMutex> lock(m_mutex);
         m_calls.push_back(call);
     }
     if (m_onCall)
@@ -334,7 +334,7 @@ void CScriptedConsole::Add(const std::string& call)
 
 std::string CScriptedConsole::Name(HANDLE handle) const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard<CMutex> lock(m_mutex);
     const auto found = m_names.find(handle);
     return found != m_names.end() ? found->second : kUnknown;
 }
@@ -353,20 +353,20 @@ const CScriptedProcess* CScriptedConsole::Find(HANDLE handle) const
 
 void CScriptedConsole::Open(HANDLE handle, const std::string& name)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard<CMutex> lock(m_mutex);
     m_names[handle] = name;
     m_open.insert(handle);
 }
 
 bool CScriptedConsole::IsOpen(HANDLE handle) const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard<CMutex> lock(m_mutex);
     return m_open.count(handle) != 0;
 }
 
 bool CScriptedConsole::Close(HANDLE handle)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard<CMutex> lock(m_mutex);
     const auto found = m_open.find(handle);
     if (found == m_open.end())
     {

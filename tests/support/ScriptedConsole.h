@@ -12,12 +12,12 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "support/ImportPatch.h"
+#include "support/Mutex.h"
 
 struct CScriptedProcess
 {
@@ -88,7 +88,7 @@ private:
     }
 
     std::vector<std::unique_ptr<CImportPatch>> m_patches;
-    mutable std::mutex m_mutex;  // guards what follows, and the profile
+    mutable CMutex m_mutex;  // guards what follows, and the profile
     std::vector<std::string> m_calls;
     std::map<HANDLE, std::string> m_names;  // of every handle that was ever handed out
     std::multiset<HANDLE> m_open;           // once for each time that it was opened

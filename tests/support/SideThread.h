@@ -24,6 +24,12 @@ public:
     CSideThread(const CSideThread&) = delete;
     CSideThread& operator=(const CSideThread&) = delete;
 
+    // In milliseconds.
+    bool EndsWithin(DWORD dwTimeout) const
+    {
+        return WaitForSingleObject(m_hThread, dwTimeout) == WAIT_OBJECT_0;
+    }
+
     void Join() const { WaitForSingleObject(m_hThread, INFINITE); }
 
 private:

@@ -8,11 +8,11 @@
 
 #include "proxy/Profile.h"
 #include "proxy/ProxyInfo.h"
+#include "support/FailingHeap.h"
 #include "support/ImportPatch.h"
 #include "support/RecordedTrace.h"
 #include "support/ScriptedShell.h"
 #include "support/TempFolder.h"
-#include "unit/proxy/RefusedMemory.h"
 
 namespace
 {
@@ -314,7 +314,7 @@ TEST_F(NSProxyInfoTest, LoadsNothingWithoutMemoryForTheNarrowPath)
 
     g_opened.clear();
     {
-        const CRefusedMemory memory{prefs.size() + 1};
+        const CFailingHeap memory{prefs.size() + 1};
         EXPECT_EQ(m_info.GetNSProxyInfo(2), 1);
         EXPECT_GE(memory.Refusals(), 1);
     }

@@ -3,10 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <future>
 #include <map>
 #include <set>
 #include <string>
@@ -17,6 +15,7 @@
 #include "support/Gate.h"
 #include "support/ReportedVersion.h"
 #include "support/ScriptedConsole.h"
+#include "support/SideThread.h"
 
 namespace
 {
@@ -65,21 +64,25 @@ TEST_P(FirstCallTest, LoadsALibraryOnceForTwoThreadsThatComeTogether)
         }
     };
 
-    std::future<HKEY> first = std::async(std::launch::async, Root);
-    ASSERT_TRUE(loading.Wait());
-    CGate coming;
-    std::future<HKEY> second = std::async(std::launch::async,
-                                          [&]
-                                          {
-                                              coming.Open();
-                                              return Root();
-                                          });
-    ASSERT_TRUE(coming.Wait());
-    // It waits for the first one. One that does not would be done, or load the library too, before long.
-    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
-    letGo.Open();
-    EXPECT_EQ(first.get(), FakeKey(1));
-    EXPECT_EQ(second.get(), FakeKey(1));
+    HKEY hFirst = nullptr;
+    HKEY hSecond = nullptr;
+    {
+        const CSideThread first([&] { hFirst = Root(); });
+        ASSERT_TRUE(loading.Wait());
+        CGate coming;
+        const CSideThread second(
+            [&]
+            {
+                coming.Open();
+                hSecond = Root();
+            });
+        ASSERT_TRUE(coming.Wait());
+        // It waits for the first one. One that does not would be done, or load the library too, before long.
+        EXPECT_FALSE(second.EndsWithin(200));
+        letGo.Open();
+    }
+    EXPECT_EQ(hFirst, FakeKey(1));
+    EXPECT_EQ(hSecond, FakeKey(1));
     EXPECT_EQ(loads, 1);
 }
 

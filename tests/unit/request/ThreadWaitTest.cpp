@@ -99,7 +99,7 @@ TEST_F(ThreadWaitTest, KillsAWorkerThatStaysWhenTheWaitFails)
 {
     m_thread.m_run = []
     {
-        Sleep(INFINITE);
+        WaitForSingleObject(GetCurrentProcess(), INFINITE);
         return 0u;
     };
     m_dwWaitResult = WAIT_FAILED;
