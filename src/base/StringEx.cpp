@@ -299,13 +299,13 @@ int CStringEx::Replace(const wchar_t* oldText, const wchar_t* newText)
     {
         cch += length * (newLength - oldLength) / oldLength;
     }
-    wchar_t* pszNew = AllocateZeroed(cch);
-    if (pszNew == nullptr)
+    const std::unique_ptr<wchar_t[]> text(AllocateZeroed(cch));
+    if (text == nullptr)
     {
         return 0;
     }
     int replaced = 0;
-    wchar_t* to = pszNew;
+    wchar_t* to = text.get();
     const wchar_t* from = m_pszData;
     while (*from != L'\0')
     {
@@ -320,9 +320,9 @@ int CStringEx::Replace(const wchar_t* oldText, const wchar_t* newText)
         from = found + oldLength;
         ++replaced;
     }
-    StringCchCatW(to, cch - static_cast<size_t>(to - pszNew), from);
-    ReplaceBlock(pszNew);
-    m_bLocked = 0;
+    StringCchCatW(to, cch - static_cast<size_t>(to - text.get()), from);
+    Empty();
+    Assign(text.get());
     return replaced + 1;
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cwchar>
 #include <string>
 
 #include "base/StringEx.h"
@@ -121,6 +122,7 @@ TEST_F(StringExEditTest, ReplaceReplacesEveryOccurrence)
         CStringEx str(row.text);
         EXPECT_EQ(str.Replace(row.oldText, row.newText), row.result);
         EXPECT_STREQ(str.c_str(), row.expected);
+        EXPECT_EQ(BlockLength(str), std::wcslen(row.expected) + 1);
     }
 }
 
@@ -142,6 +144,30 @@ TEST_F(StringExEditTest, ReplaceReleasesTheLockOnlyWithANewText)
     EXPECT_TRUE(IsLocked(str));
     EXPECT_EQ(str.Replace(L"b", L"c"), 2);
     EXPECT_FALSE(IsLocked(str));
+}
+
+TEST_F(StringExEditTest, ReplaceKeepsTheTextWithoutMemoryForTheNewOne)
+{
+    CStringEx str(L"a-b");
+    int result = -1;
+    {
+        const CFailingHeap failing;
+        result = str.Replace(L"-", L"<=>");
+    }
+    EXPECT_EQ(result, 0);
+    EXPECT_STREQ(str.c_str(), L"a-b");
+}
+
+TEST_F(StringExEditTest, ReplaceLeavesNothingWithoutMemoryForTheBlockOfTheNewText)
+{
+    CStringEx str(L"a-b");
+    int result = -1;
+    {
+        const CFailingHeap failing(2);
+        result = str.Replace(L"-", L"<=>");
+    }
+    EXPECT_EQ(result, 2);
+    EXPECT_EQ(BlockLength(str), 0u);
 }
 
 TEST_F(StringExEditTest, LowerCasesItsText)
