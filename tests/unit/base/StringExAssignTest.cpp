@@ -130,6 +130,20 @@ TEST_F(StringExAssignTest, ACopyHasABlockOfItsOwn)
     EXPECT_STREQ(strAssigned.c_str(), L"text");
 }
 
+TEST_F(StringExAssignTest, ACopyOfAStringWithoutABlockHasTheEmptyText)
+{
+    const CStringEx strNull;
+    const CStringEx strCopy(strNull);
+    EXPECT_EQ(BlockLength(strCopy), 1u);
+    EXPECT_STREQ(strCopy.c_str(), L"");
+
+    CStringEx strAssigned(L"old");
+    strAssigned = strNull;
+    EXPECT_EQ(BlockLength(strAssigned), 1u);
+    EXPECT_STREQ(strAssigned.c_str(), L"");
+    EXPECT_EQ(BlockLength(strNull), 0u);
+}
+
 TEST_F(StringExAssignTest, AssigningItselfKeepsItsBlock)
 {
     CStringEx str(L"text");

@@ -115,6 +115,11 @@ TEST_F(StringExBufferTest, IsEmptyWithoutMemory)
     EXPECT_EQ(buffer, nullptr);
     EXPECT_EQ(str.GetLength(), 0);
     EXPECT_EQ(BlockLength(str), 0u);
+    EXPECT_TRUE(str.GetBuffer(10) == nullptr) << "the lock is taken all the same";
+    str.ReleaseBuffer();
+    buffer = str.GetBuffer(10);
+    ASSERT_NE(buffer, nullptr);
+    buffer[0] = L'\0';
 }
 
 }  // namespace

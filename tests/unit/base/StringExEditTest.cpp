@@ -170,6 +170,16 @@ TEST_F(StringExEditTest, ReplaceLeavesNothingWithoutMemoryForTheBlockOfTheNewTex
     EXPECT_EQ(BlockLength(str), 0u);
 }
 
+// As the C runtime does it, for letters beyond ASCII too.
+TEST_F(StringExEditTest, LowerCasesLettersAsTheRuntimeDoes)
+{
+    wchar_t szExpected[] = L"AZ[ \u00C4\u00D6\u00DC\u00DF \u0130\u03A9\u0416 \uFF21";
+    CStringEx str(szExpected);
+    _wcslwr(szExpected);
+    str.MakeLower();
+    EXPECT_STREQ(str.c_str(), szExpected);
+}
+
 TEST_F(StringExEditTest, LowerCasesItsText)
 {
     CStringEx str(L"C:\\Dir\\FILE.Ini 123");

@@ -170,9 +170,52 @@ TEST(StringExFormatLengthTest, TakesNothingForOtherConversions)
         {L"%n", Estimate(L"%n", kNull), 4},
         {L"%y", Estimate(L"%y"), 4},
         {L"%40y", Estimate(L"%40y"), 4},
+        {L"%E", Estimate(L"%E", 1.0), 4},
+        {L"%A", Estimate(L"%A", 1.0), 4},
+        {L"%a", Estimate(L"%a", 1.0), 4},
         {L"%#y", Estimate(L"%#y"), 2 + 4},
         // A width from the list ends the width: the digits that follow are the conversion.
         {L"%*5d", Estimate(L"%*5d", 7), 1 + 4},
+    };
+    for (const Row& row : rows)
+    {
+        Check(row);
+    }
+}
+
+// A second one is the conversion, and counts nothing; what follows are plain characters.
+TEST(StringExFormatLengthTest, TakesOneSizeModifierOnly)
+{
+    const Row rows[] = {
+        {L"%lld", Estimate(L"%lld", 5LL), 1 + 4},     {L"%hhd", Estimate(L"%hhd", 5), 1 + 4},
+        {L"%hls", Estimate(L"%hls", L"abc"), 1 + 4},  {L"%LLf", Estimate(L"%LLf", 1.0), 1 + 4},
+        {L"%lI64d", Estimate(L"%lI64d", 5LL), 3 + 4}, {L"%I64ld", Estimate(L"%I64ld", 5LL), 1 + 4},
+        {L"%I32d", Estimate(L"%I32d", 5), 3 + 4},
+    };
+    for (const Row& row : rows)
+    {
+        Check(row);
+    }
+}
+
+// Signs before a width are flags. One behind the point is the conversion, and counts nothing; what follows
+// are plain characters.
+TEST(StringExFormatLengthTest, TakesSignsInWidthAndPrecision)
+{
+    const Row rows[] = {
+        {L"%+40d", Estimate(L"%+40d", 5), 40 + 4},
+        {L"% 40d", Estimate(L"% 40d", 5), 40 + 4},
+        {L"%--40d", Estimate(L"%--40d", 5), 40 + 4},
+        {L"%.+40d", Estimate(L"%.+40d", 5), 3 + 4},
+        {L"%.-40d", Estimate(L"%.-40d", 5), 3 + 4},
+        {L"%40.-1d", Estimate(L"%40.-1d", 5), 2 + 4},
+        {L"%.+2s", Estimate(L"%.+2s", L"abc"), 2 + 4},
+        {L"%*d below zero", Estimate(L"%*d", -40, 5), 32 + 4},
+        {L"%*s below zero", Estimate(L"%*s", -40, L"abc"), 3 + 4},
+        {L"%*.*d below zero", Estimate(L"%*.*d", 60, -20, 5), 40 + 4},
+        {L"%.*s below zero", Estimate(L"%.*s", -1, L"abc"), 0 + 4},
+        {L"%*.*s below zero", Estimate(L"%*.*s", 2, -1, L"abc"), 2 + 4},
+        {L"%*.*s both below zero", Estimate(L"%*.*s", -2, -1, L"abc"), -1 + 4},
     };
     for (const Row& row : rows)
     {
