@@ -92,7 +92,7 @@ TEST(UrlEncodingFuzzTest, AgreesWithAnotherEncoderOnRandomTexts)
             ch = RandomCharacter(random);
         }
         CStringEx str(text.c_str());
-        EncodeURL(str);
+        ASSERT_TRUE(EncodeURL(str)) << "seed " << random.Seed() << ", step " << step;
         ASSERT_EQ(std::wstring(str.c_str()), Expected(text)) << "seed " << random.Seed() << ", step " << step;
     }
     EXPECT_EQ(CGuardedHeap::LiveArrays(), liveBefore) << "seed " << random.Seed();
