@@ -7,6 +7,7 @@ target_compile_definitions(kvhttp_flags INTERFACE
 if(MSVC)
   target_compile_definitions(kvhttp_flags INTERFACE _CRT_SECURE_NO_WARNINGS _CRT_NONSTDC_NO_WARNINGS)
   target_compile_options(kvhttp_flags INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /EHsc /guard:cf)
+  target_link_options(kvhttp_flags INTERFACE /guard:cf /CETCOMPAT)
 else()
   # A compiler cache may hand the paths on as relative ones.
   file(RELATIVE_PATH up "${CMAKE_BINARY_DIR}" "${CMAKE_SOURCE_DIR}")

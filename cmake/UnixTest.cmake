@@ -1,0 +1,32 @@
+# kvhttp_add_unix_test(<name> LABEL <label> TIMEOUT <seconds> COMMAND ... [PROCESSORS <count>] [LOCK <resource>])
+# A test that needs bash, Python, or programs that Debian brings. Hosts without them leave it out, and
+# kvhttp_name_left_out_tests says so.
+option(KVHTTP_UNIX_TESTS "Have the tests that need bash, Python and Debian's programs" ${CMAKE_HOST_UNIX})
+if(KVHTTP_UNIX_TESTS)
+  find_program(KVHTTP_PYTHON python3 REQUIRED)
+endif()
+
+function(kvhttp_add_unix_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;TIMEOUT;PROCESSORS;LOCK" "COMMAND")
+  if(NOT KVHTTP_UNIX_TESTS)
+    set_property(GLOBAL APPEND PROPERTY KVHTTP_LEFT_OUT_TESTS "${name}")
+    return()
+  endif()
+  add_test(NAME "${name}" COMMAND ${arg_COMMAND})
+  set_tests_properties("${name}" PROPERTIES
+    LABELS "${arg_LABEL}" TIMEOUT "${arg_TIMEOUT}" ENVIRONMENT PYTHONDONTWRITEBYTECODE=1)
+  if(arg_PROCESSORS)
+    set_tests_properties("${name}" PROPERTIES PROCESSORS "${arg_PROCESSORS}")
+  endif()
+  if(arg_LOCK)
+    set_tests_properties("${name}" PROPERTIES RESOURCE_LOCK "${arg_LOCK}")
+  endif()
+endfunction()
+
+function(kvhttp_name_left_out_tests)
+  get_property(names GLOBAL PROPERTY KVHTTP_LEFT_OUT_TESTS)
+  if(names)
+    list(JOIN names "\n  " names)
+    message(STATUS "Left out, since they need bash, Python or Debian's programs:\n  ${names}")
+  endif()
+endfunction()
