@@ -62,7 +62,15 @@ private:
 
 }  // namespace
 
-CLayout::CLayout(HWND hWnd, HFONT hFont) : m_hWnd(hWnd)
+int SystemDpi()
+{
+    const HDC hScreen = GetDC(nullptr);
+    const int dpi = GetDeviceCaps(hScreen, LOGPIXELSY);
+    ReleaseDC(nullptr, hScreen);
+    return dpi;
+}
+
+CLayout::CLayout(HWND hWnd, HFONT hFont, int dpi) : m_hWnd(hWnd), m_dpi(dpi)
 {
     const CMeasuringContext context(hWnd, hFont);
     const std::wstring alphabet = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
@@ -161,8 +169,9 @@ SIZE CLayout::DefaultSize() const
 
 SIZE CLayout::WindowSize(SIZE client) const
 {
-    RECT rect = {0, 0, X(client.cx), Y(client.cy)};
-    AdjustWindowRectEx(&rect, static_cast<DWORD>(GetWindowLongPtrW(m_hWnd, GWL_STYLE)), FALSE,
+    RECT frame = {};
+    AdjustWindowRectEx(&frame, static_cast<DWORD>(GetWindowLongPtrW(m_hWnd, GWL_STYLE)), FALSE,
                        static_cast<DWORD>(GetWindowLongPtrW(m_hWnd, GWL_EXSTYLE)));
-    return {rect.right - rect.left, rect.bottom - rect.top};
+    return {X(client.cx) + MulDiv(frame.right - frame.left, m_dpi, SystemDpi()),
+            Y(client.cy) + MulDiv(frame.bottom - frame.top, m_dpi, SystemDpi())};
 }

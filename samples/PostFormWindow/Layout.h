@@ -3,10 +3,14 @@
 
 #include <windows.h>
 
+// The resolution that the platform's own sizes are for, whichever screen a window is on.
+int SystemDpi();
+
 class CLayout
 {
 public:
-    CLayout(HWND hWnd, HFONT hFont);
+    // dpi: the resolution of the screen that the window is on.
+    CLayout(HWND hWnd, HFONT hFont, int dpi);
 
     // Fills the window's client area; what there is more of goes to the answer.
     void Arrange() const;
@@ -26,6 +30,7 @@ private:
     void PlaceStatus(int width, int& y) const;
 
     HWND m_hWnd;
+    int m_dpi;
     int m_charWidth = 0;  // the average
     int m_charHeight = 0;
     int m_labelWidth = 0;  // the longest of those beside a field

@@ -16,6 +16,9 @@ constexpr UINT kPollMs = 50;
 constexpr unsigned long kMaxTimeout = 86400;
 constexpr DWORD kLongestPath = 32768;
 
+// WM_DPICHANGED, which the headers have for newer systems only.
+constexpr UINT kDpiChanged = 0x02E0;
+
 // The platform's smallest dialog, without controls.
 struct EmptyDialog
 {
@@ -65,6 +68,9 @@ INT_PTR CMainWindow::OnMessage(UINT nMessage, WPARAM wParam, LPARAM lParam)
             return TRUE;
         case WM_GETMINMAXINFO:
             LimitSize(*reinterpret_cast<MINMAXINFO*>(lParam));
+            return TRUE;
+        case kDpiChanged:
+            OnOtherScreen(HIWORD(wParam), *reinterpret_cast<const RECT*>(lParam));
             return TRUE;
         case WM_SETTINGCHANGE:
             TakeSystemFont();
@@ -189,6 +195,15 @@ void CMainWindow::OnClose()
     }
 }
 
+// Of another resolution, where the platform wants the window at that place.
+void CMainWindow::OnOtherScreen(int dpi, const RECT& place)
+{
+    m_dpi = dpi;
+    TakeSystemFont();
+    SetWindowPos(m_hWnd, nullptr, place.left, place.top, place.right - place.left, place.bottom - place.top,
+                 SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
 bool CMainWindow::ReleaseExchange()
 {
     // This dispatches messages, and may so lead to OnClose. A WM_QUIT would make the component kill its
@@ -257,11 +272,12 @@ void CMainWindow::TakeSystemFont()
     NONCLIENTMETRICSW metrics = {};
     metrics.cbSize = sizeof(metrics);
     SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, metrics.cbSize, &metrics, 0);
+    metrics.lfMessageFont.lfHeight = MulDiv(metrics.lfMessageFont.lfHeight, m_dpi, SystemDpi());
     const HFONT hFont = CreateFontIndirectW(&metrics.lfMessageFont);
     SetControlFont(m_hWnd, hFont);
     DeleteObject(m_hFont);
     m_hFont = hFont;
-    m_layout.emplace(m_hWnd, m_hFont);
+    m_layout.emplace(m_hWnd, m_hFont, m_dpi);
     m_layout->Arrange();
 }
 

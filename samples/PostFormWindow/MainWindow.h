@@ -32,6 +32,7 @@ private:
     void OnStop();
     void OnBrowse();
     void OnClose();
+    void OnOtherScreen(int dpi, const RECT& place);
 
     void TakeSystemFont();
     INT_PTR ColorOf(HDC hContext, HWND hControl) const;
@@ -48,6 +49,7 @@ private:
     const CommandLine m_line;
     HWND m_hWnd = nullptr;
     HFONT m_hFont = nullptr;
+    int m_dpi = SystemDpi();
     std::optional<CLayout> m_layout;
     bool m_bReleasing = false;
     bool m_bCloseAsked = false;

@@ -176,6 +176,39 @@ TEST(LayoutWindowTest, TheAnswerGetsTheRoom)
     }
 }
 
+int HeightOf(const CSampleWindow& sample, int id)
+{
+    const RECT place = Place(sample.Control(id));
+    return place.bottom - place.top;
+}
+
+TEST(LayoutWindowTest, GrowsAndShrinksWithTheResolutionOfItsScreen)
+{
+    const CSampleWindow sample({});
+    const HDC hScreen = GetDC(nullptr);
+    const int dpi = GetDeviceCaps(hScreen, LOGPIXELSY);
+    ReleaseDC(nullptr, hScreen);
+    RECT before = {};
+    GetWindowRect(sample.Handle(), &before);
+    const int fieldBefore = HeightOf(sample, ID_URL);
+
+    // No larger: the window would not fit the desktop of the tests.
+    const RECT place = {0, 0, 3 * (before.right - before.left) / 2, 3 * (before.bottom - before.top) / 2};
+    sample.MoveToScreen(3 * dpi / 2, place);
+    RECT now = {};
+    GetWindowRect(sample.Handle(), &now);
+    EXPECT_TRUE(EqualRect(&now, &place)) << now.right - now.left << " x " << now.bottom - now.top;
+    EXPECT_NEAR(HeightOf(sample, ID_URL), 3 * fieldBefore / 2, 2);
+    ExpectAllInsideAndApart(sample, "at a higher resolution");
+    Resize(sample, kSmallest);
+    ExpectAllInsideAndApart(sample, "as small as it lets itself be made there");
+
+    sample.MoveToScreen(dpi, before);
+    GetWindowRect(sample.Handle(), &now);
+    EXPECT_TRUE(EqualRect(&now, &before)) << now.right - now.left << " x " << now.bottom - now.top;
+    EXPECT_EQ(HeightOf(sample, ID_URL), fieldBefore);
+}
+
 TEST(LayoutWindowTest, TheTabOrderIsTheOrderOnTheScreen)
 {
     const CSampleWindow sample({});

@@ -123,6 +123,18 @@ void CSampleWindow::PressAccessKey(wchar_t letter) const
     PostMessageW(GetDlgItem(m_hWnd, Focus()), WM_SYSCHAR, letter, LPARAM{0x20000001});
 }
 
+void CSampleWindow::MoveToScreen(int dpi, const RECT& place) const
+{
+    constexpr UINT kDpiChanged = 0x02E0;
+    // The message brings an address, which must be one of that process.
+    void* const pPlace =
+        VirtualAllocEx(m_process.hProcess, nullptr, sizeof(place), MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+    EXPECT_TRUE(WriteProcessMemory(m_process.hProcess, pPlace, &place, sizeof(place), nullptr));
+    SendMessageW(m_hWnd, kDpiChanged, static_cast<WPARAM>(MAKELONG(dpi, dpi)),
+                 reinterpret_cast<LPARAM>(pPlace));
+    VirtualFreeEx(m_process.hProcess, pPlace, 0, MEM_RELEASE);
+}
+
 bool CSampleWindow::IsResponsive() const
 {
     DWORD_PTR result = 0;

@@ -38,6 +38,8 @@ public:
     void PressKey(WORD key) const;
     // With Alt held.
     void PressAccessKey(wchar_t letter) const;
+    // As the platform does with a window that comes onto a screen of that resolution.
+    void MoveToScreen(int dpi, const RECT& place) const;
     void Close() const { PostMessageW(m_hWnd, WM_CLOSE, 0, 0); }
 
     // Whether its thread takes messages, now.
