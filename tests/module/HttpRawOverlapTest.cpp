@@ -2,7 +2,6 @@
 #include "module/HttpRawTest.h"
 #include "support/ProcessResources.h"
 
-using testing::Each;
 using testing::SizeIs;
 
 namespace
@@ -91,27 +90,18 @@ TEST_F(HttpRawOverlapTest, StoppedRequestThatWasStillConnectingSendsNothing)
     EXPECT_EQ(m_journal.Count("InternetCloseHandle(request2)"), 1u) << "its late handle stays open";
 }
 
-std::function<void()> g_onWait;
-
-DWORD WINAPI LetGoAndWait(DWORD cHandles, const HANDLE* pHandles, BOOL bAll, DWORD dwTimeout, DWORD dwMask)
-{
-    g_onWait();
-    return MsgWaitForMultipleObjects(cHandles, pHandles, bAll, dwTimeout, dwMask);
-}
-
 TEST_F(HttpRawOverlapTest, ReleaseWaitsForEveryWorker)
 {
     CHold first(m_journal, "HttpSendRequestW(request1,");
     CHold second(m_journal, "HttpSendRequestW(request2,");
-    g_onWait = [&]
-    {
-        first.LetGo();
-        second.LetGo();
-    };
-    m_pModule->Imports().Add("MsgWaitForMultipleObjects", LetGoAndWait);
     PostInto(first);
     PostInto(second);
-    ReleaseComponent();
+    ReleaseComponent(
+        [&]
+        {
+            first.LetGo();
+            second.LetGo();
+        });
     EXPECT_EQ(m_system.ExitCode(0), 0u) << "killed";
     EXPECT_EQ(m_system.ExitCode(1), 0u) << "killed";
     EXPECT_THAT(Select(CALL_NET, "InternetCloseHandle"), SizeIs(5));

@@ -2,6 +2,19 @@
 
 #include <utility>
 
+namespace
+{
+
+std::function<void()> g_onWait;
+
+DWORD WINAPI NotifyAndWait(DWORD cHandles, const HANDLE* pHandles, BOOL bAll, DWORD dwTimeout, DWORD dwMask)
+{
+    g_onWait();
+    return MsgWaitForMultipleObjects(cHandles, pHandles, bAll, dwTimeout, dwMask);
+}
+
+}  // namespace
+
 HttpRawTest::HttpRawTest() : m_pModule(Load()), m_pHttpRaw(m_pModule->CreateHttpRaw())
 {
     EXPECT_NE(m_pHttpRaw, nullptr);
@@ -93,6 +106,13 @@ void HttpRawTest::ReleaseComponent()
         std::exchange(m_pHttpRaw, nullptr)->Release();
     }
     EXPECT_TRUE(m_system.WaitForThreads()) << "the worker does not end";
+}
+
+void HttpRawTest::ReleaseComponent(std::function<void()> onWait)
+{
+    g_onWait = std::move(onWait);
+    m_pModule->Imports().Add("MsgWaitForMultipleObjects", NotifyAndWait);
+    ReleaseComponent();
 }
 
 void HttpRawTest::Unload()

@@ -45,6 +45,8 @@ protected:
 
     // Drops the component, which ends its worker.
     void ReleaseComponent();
+    // The same; the action runs when the host's thread begins to wait for a worker.
+    void ReleaseComponent(std::function<void()> onWait);
     // Drops the component and unloads the module.
     void Unload();
     std::unique_ptr<CBuiltModule> Load();
