@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <set>
@@ -94,23 +93,14 @@ INSTANTIATE_TEST_SUITE_P(Libraries, FirstCallTest,
                              return file.substr(0, file.find('.'));
                          });
 
-// Made before the libraries, so that it goes after them, when the test has long ended: one that has not been
-// freed by then ends the program with a failure.
-class CExitCheck
+// Stands for the loader: libraries that have nothing of what is looked for. Ends the program with exit code 0
+// once each of the three has been loaded and freed.
+class CScriptedLoader
 {
 public:
-    CExitCheck() { s_pThis = this; }
-    ~CExitCheck()
-    {
-        const std::multiset<std::wstring> expected = {L"advapi32.dll", L"psapi.dll", L"userenv.dll"};
-        if (m_loaded != expected || m_freed != expected)
-        {
-            std::printf("LibraryExitTest: expected 3 libraries loaded and freed, got %u and %u\n",
-                        static_cast<unsigned>(m_loaded.size()), static_cast<unsigned>(m_freed.size()));
-            std::fflush(stdout);
-            std::_Exit(1);
-        }
-    }
+    CScriptedLoader() { s_pThis = this; }
+
+    bool HasLoadedAll() const { return m_loaded == m_all; }
 
 private:
     static HMODULE WINAPI ScriptedLoad(LPCWSTR pszPath)
@@ -128,14 +118,18 @@ private:
     {
         const auto name = s_pThis->m_names.find(hModule);
         s_pThis->m_freed.insert(name != s_pThis->m_names.end() ? name->second : L"another");
+        if (s_pThis->m_freed == s_pThis->m_all)
+        {
+            std::_Exit(0);
+        }
         return TRUE;
     }
 
-    // None of them has what is looked for.
     static FARPROC WINAPI ScriptedFind(HMODULE /*hModule*/, LPCSTR /*pszName*/) { return nullptr; }
 
-    static inline CExitCheck* s_pThis = nullptr;
+    static inline CScriptedLoader* s_pThis = nullptr;
 
+    const std::multiset<std::wstring> m_all = {L"advapi32.dll", L"psapi.dll", L"userenv.dll"};
     std::map<HMODULE, std::wstring> m_names;
     std::multiset<std::wstring> m_loaded;
     std::multiset<std::wstring> m_freed;
@@ -144,18 +138,23 @@ private:
     CImportPatch m_find{GetModuleHandleW(nullptr), "GetProcAddress", ScriptedFind};
 };
 
+// In the end of a process.
+void EndWithLibraries()
+{
+    auto* const pLoader = new CScriptedLoader;  // outlives everything
+    {
+        // On such a system the shell is looked for without the console's session.
+        const CReportedVersion version(5, 0);
+        Root();
+        HANDLE hToken = nullptr;
+        GetCurrentUserToken(&hToken);
+    }
+    std::exit(pLoader->HasLoadedAll() ? 2 : 3);
+}
+
 TEST(LibraryExitTest, LibrariesAreFreedWhenTheProcessEnds)
 {
-    if (testing::UnitTest::GetInstance()->test_to_run_count() != 1)
-    {
-        GTEST_SKIP() << "needs a process of its own, as ctest gives it";
-    }
-    static const CExitCheck s_check;
-    // On such a system the shell is looked for without the console's session.
-    const CReportedVersion version(5, 0);
-    EXPECT_EQ(Root(), nullptr);
-    HANDLE hToken = nullptr;
-    EXPECT_FALSE(GetCurrentUserToken(&hToken));
+    EXPECT_EXIT(EndWithLibraries(), testing::ExitedWithCode(0), "") << "2: not freed; 3: not loaded";
 }
 
 }  // namespace
