@@ -45,14 +45,18 @@ std::unique_ptr<wchar_t[]> WideCopy(UINT codePage, const char* text, int cb, int
 std::unique_ptr<wchar_t[]> WideCopyAtOnce(UINT codePage, const char* text, DWORD cb)
 {
     std::unique_ptr<wchar_t[]> copy;
-    if (cb < INT_MAX)
+    if (cb < INT_MAX - 1)
     {
-        copy.reset(new (std::nothrow) wchar_t[size_t{cb} + 1]);
+        copy.reset(new (std::nothrow) wchar_t[size_t{cb} + 2]);
     }
-    if (copy != nullptr &&
-        MultiByteToWideChar(codePage, 0, text, -1, copy.get(), static_cast<int>(cb) + 1) == 0)
+    const int cch = copy != nullptr
+                        ? MultiByteToWideChar(codePage, 0, text, -1, copy.get(), static_cast<int>(cb) + 1)
+                        : 0;
+    if (cch <= 0)
     {
-        copy.reset();
+        return nullptr;
     }
+    // The terminator may have been taken for the rest of a character that is cut off.
+    copy[static_cast<size_t>(cch)] = L'\0';
     return copy;
 }

@@ -97,7 +97,7 @@ private:
     bool OpenRequest(const wchar_t* lpszVerb);
     SendResult SendRequest(const wchar_t* lpszPostData);
     void SetOption(DWORD dwOption, DWORD dwValue) const;
-    // 0 when they cannot be read.
+    // 0 when they cannot be read, or the exchange is abandoned.
     DWORD GetSecurityFlags() const;
     void ApplyTimeouts() const;
 

@@ -100,7 +100,8 @@ DWORD CHttpRequest::GetSecurityFlags() const
     DWORD dwLength = sizeof(dwFlags);
     const bool bRead =
         m_hRequest.Call(InternetQueryOptionW, DWORD{INTERNET_OPTION_SECURITY_FLAGS}, &dwFlags, &dwLength);
-    return bRead ? dwFlags : 0;
+    // What the user has accepted for an exchange that was abandoned meanwhile counts for nobody.
+    return bRead && !m_hRequest.IsAbandoned() ? dwFlags : 0;
 }
 
 void CHttpRequest::ApplyTimeouts() const

@@ -112,6 +112,7 @@ TEST_F(TextConversionTest, WideCopyAtOnceTakesTheTextUpToItsEnd)
         {"plain", "text", 4, L"text"},
         {"fewer characters than bytes", "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z", 11,
          L"a\u00E4\u20AC\xD83D\xDE00z"},
+        {"a part of a character at the end", "a\xE2\x82", 3, L"a\uFFFD"},
         {"not UTF-8", "\xFF\xFF", 2, L"\uFFFD\uFFFD"},
         {"ends before its size", "ab\0cd", 5, L"ab"},
         {"longer than its size", "abc", 2, nullptr},
