@@ -81,6 +81,22 @@ TEST_F(HttpRequestSendTest, FailsSilentlyWithoutMemoryForTheBody)
     EXPECT_THAT(TracedErrors(), IsEmpty());
 }
 
+int WINAPI FindNoSize(UINT codePage, DWORD dwFlags, LPCWCH from, int cch, LPSTR to, int cb, LPCCH pDefault,
+                      LPBOOL pbDefaultUsed)
+{
+    return codePage == CP_UTF8 && cb == 0
+               ? 0
+               : WideCharToMultiByte(codePage, dwFlags, from, cch, to, cb, pDefault, pbDefaultUsed);
+}
+
+TEST_F(HttpRequestSendTest, DataThatCannotBeConvertedMakesNoBody)
+{
+    m_pModule->Imports().Add("WideCharToMultiByte", FindNoSize);
+    Post();
+    EXPECT_EQ(Status(), 9u);
+    EXPECT_THAT(Sends(), ElementsAre(SendOf("request1", "null", 0)));
+}
+
 TEST_F(HttpRequestSendTest, SendsALargeBodyWhole)
 {
     const std::wstring data(100000, L'd');
