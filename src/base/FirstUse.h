@@ -14,6 +14,7 @@ class CFirstUse
 {
 public:
     constexpr CFirstUse() = default;
+    ~CFirstUse() = default;
     CFirstUse(const CFirstUse&) = delete;
     CFirstUse& operator=(const CFirstUse&) = delete;
 

@@ -92,7 +92,7 @@ private:
     // All on the worker's thread.
     HRESULT DoRequest();
 
-    bool CheckInternetConnection(const wchar_t* lpszUrl);
+    bool CheckInternetConnection(const wchar_t* lpszUrl) const;
     // Intended: the verb is always "POST", whatever is given.
     bool OpenRequest(const wchar_t* lpszVerb);
     SendResult SendRequest(const wchar_t* lpszPostData);

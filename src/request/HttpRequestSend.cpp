@@ -40,7 +40,7 @@ std::unique_ptr<wchar_t[]> MakeObjectName(const URL_COMPONENTSW& uc)
 
 }  // namespace
 
-bool CHttpRequest::CheckInternetConnection(const wchar_t* /*lpszUrl*/)
+bool CHttpRequest::CheckInternetConnection(const wchar_t* /*lpszUrl*/) const
 {
     // The platform overwrites the preset; what counts is the record of the proxy.
     DWORD dwState = INTERNET_CONNECTION_LAN;

@@ -72,7 +72,7 @@ bool CThread::Start()
     m_owner.Check();
     const bool bAutoDelete = m_bAutoDelete != 0;
     m_worker = WORKER_INSIDE;
-    const auto hThread =
+    auto* const hThread =
         reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, ThreadProc, this, 0, &m_nThreadId));
     if (hThread == nullptr)
     {

@@ -5,7 +5,7 @@ namespace
 
 struct Row
 {
-    DWORD dwCode;
+    DWORD dwCode = 0;
     CVerdict verdict;
 };
 

@@ -126,8 +126,8 @@ TEST_F(HttpRawOverlapTest, LeavesNoHandleAndNoThreadBehind)
     const int handles = CountHandles() - request;
     const int threads = CountThreads();
     overlap(100);
-    EXPECT_EQ(CountHandles() - request, handles);
-    EXPECT_EQ(CountThreads(), threads);
+    EXPECT_LE(CountSettled(CountThreads, threads), threads);
+    EXPECT_LE(CountSettled(CountHandles, handles + request) - request, handles);
 }
 
 }  // namespace

@@ -33,3 +33,18 @@ inline int CountThreads()
     CloseHandle(hSnapshot);
     return count;
 }
+
+// The count, once it has come down to the limit: a worker that has left its object is still on its way out,
+// and the platform's own threads come and go. What has leaked stays above it for as long as this waits.
+inline int CountSettled(int (*count)(), int limit)
+{
+    constexpr ULONGLONG kSettleMs = 10000;
+    const ULONGLONG end = GetTickCount64() + kSettleMs;
+    int current = count();
+    while (current > limit && GetTickCount64() < end)
+    {
+        Sleep(20);
+        current = count();
+    }
+    return current;
+}

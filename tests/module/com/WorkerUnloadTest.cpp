@@ -192,8 +192,9 @@ TEST(WorkerResourcesTest, ManyQuickExchangesLeaveNoHandleAndNoThread)
     const int handles = CountHandles() - static_cast<int>(platform.threads.m_starts.size());
     const int threads = CountThreads();
     exchange(100);
-    EXPECT_EQ(CountHandles() - static_cast<int>(platform.threads.m_starts.size()), handles);
-    EXPECT_EQ(CountThreads(), threads);
+    const int started = static_cast<int>(platform.threads.m_starts.size());
+    EXPECT_LE(CountSettled(CountThreads, threads), threads);
+    EXPECT_LE(CountSettled(CountHandles, handles + started) - started, handles);
     EXPECT_EQ(module.CanUnloadNow(), S_OK);
 }
 
