@@ -25,6 +25,8 @@ protected:
     ThreadHazardTest()
     {
         s_pTest = this;
+        s_sleeps = 0;
+        s_bSkipSleeps = false;
         s_pfnEnter = m_enter.Original<LockFunction>();
         s_pfnLeave = m_leave.Original<LockFunction>();
         s_pfnSleep = m_sleep.Original<SleepFunction>();

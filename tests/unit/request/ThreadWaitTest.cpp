@@ -103,6 +103,7 @@ TEST_F(ThreadWaitTest, KillsAWorkerThatStaysWhenTheWaitFails)
         return 0u;
     };
     m_dwWaitResult = WAIT_FAILED;
+    g_sleeps = 0;
     StartWorker();
     const CImportPatch sleep(GetModuleHandleW(nullptr), "Sleep", CountSleep);
     EXPECT_FALSE(Wait());
