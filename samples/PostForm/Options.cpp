@@ -68,7 +68,7 @@ bool SetOption(Options& options, const std::wstring& name, const std::wstring& v
     struct TextOption
     {
         const wchar_t* pszName;
-        std::wstring Options::*pText;
+        std::wstring Options::* pText;
     };
     constexpr TextOption kTextOptions[] = {{L"--file", &Options::strFile},
                                            {L"--file-url", &Options::strFileUrl},

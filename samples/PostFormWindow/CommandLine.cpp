@@ -12,7 +12,7 @@ std::wstring* Find(CommandLine& line, const std::wstring& name)
     struct Option
     {
         const wchar_t* pszName;
-        std::wstring CommandLine::*pText;
+        std::wstring CommandLine::* pText;
     };
     constexpr Option kOptions[] = {{L"--url", &CommandLine::strUrl},
                                    {L"--data", &CommandLine::strData},

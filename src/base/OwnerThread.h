@@ -8,9 +8,7 @@ class COwnerThread
 {
 public:
 #ifdef NDEBUG
-    void Check() const
-    {
-    }
+    void Check() const {}
 #else
     void Check() const
     {

@@ -170,7 +170,7 @@ void CStringEx::AppendChar(wchar_t ch)
 
 void CStringEx::Concat(const wchar_t* a, const wchar_t* b, wchar_t** out)
 {
-    delete[] * out;
+    delete[] *out;
     *out = nullptr;
     const size_t total = (a != nullptr ? std::wcslen(a) : 0) + (b != nullptr ? std::wcslen(b) : 0);
     if (total == 0)

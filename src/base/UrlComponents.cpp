@@ -8,8 +8,8 @@ namespace
 
 struct PartFields
 {
-    LPWSTR URL_COMPONENTSW::*text;
-    DWORD URL_COMPONENTSW::*length;
+    LPWSTR URL_COMPONENTSW::* text;
+    DWORD URL_COMPONENTSW::* length;
 };
 
 constexpr PartFields kParts[] = {
@@ -37,7 +37,7 @@ void CUrlComponents::Clear()
 {
     for (const PartFields& part : kParts)
     {
-        delete[](m_uc.*part.text);
+        delete[] (m_uc.*part.text);
     }
     m_uc = {};
     m_uc.dwStructSize = sizeof(m_uc);

@@ -20,9 +20,9 @@ bool ReadSetting(const wchar_t* pszName, wchar_t (&szValue)[kRegStringLength])
 CStringEx ManualListOf(const wchar_t* pszProxyServer)
 {
     constexpr const wchar_t* kProtocols[] = {L"ftp=", L"gopher=", L"http=", L"https=", L"socks="};
-    const bool bNamesProtocol = std::any_of(std::begin(kProtocols), std::end(kProtocols),
-                                            [pszProxyServer](const wchar_t* protocol)
-                                            { return std::wcsstr(pszProxyServer, protocol) != nullptr; });
+    const bool bNamesProtocol =
+        std::any_of(std::begin(kProtocols), std::end(kProtocols), [pszProxyServer](const wchar_t* protocol)
+                    { return std::wcsstr(pszProxyServer, protocol) != nullptr; });
     CStringEx strManual(bNamesProtocol ? L"" : L"http=");
     strManual.PathAppend(pszProxyServer);
     return strManual;

@@ -22,8 +22,7 @@ protected:
         m_user.BrowseWithFirefox(prefs);
         Post();
         Texts calls = Net();
-        calls.erase(std::find_if(calls.begin(), calls.end(),
-                                 [](const std::string& call)
+        calls.erase(std::find_if(calls.begin(), calls.end(), [](const std::string& call)
                                  { return call.starts_with("InternetGetConnectedState"); }),
                     calls.end());
         return calls;

@@ -171,8 +171,9 @@ TEST_F(HandleTableTest, SessionIsForAll)
 
 TEST(HandleTableEndTest, FailsTheTestForAFaultAndForAHandleThatIsOpen)
 {
-    EXPECT_NONFATAL_FAILURE({ CHandleTable().Close(reinterpret_cast<HINTERNET>(INT_PTR{4})); },
-                            "InternetCloseHandle of exchange 0: unknown is not open");
+    EXPECT_NONFATAL_FAILURE(
+        { CHandleTable().Close(reinterpret_cast<HINTERNET>(INT_PTR{4})); },
+        "InternetCloseHandle of exchange 0: unknown is not open");
     EXPECT_NONFATAL_FAILURE({ CHandleTable().Open(std::make_shared<Request>()); }, "request1 was left open");
 }
 

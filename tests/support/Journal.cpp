@@ -65,7 +65,6 @@ void CJournal::Clear()
 
 size_t CJournal::CountLocked(const std::string& prefix) const
 {
-    return static_cast<size_t>(std::count_if(m_entries.begin(), m_entries.end(),
-                                             [&](const Entry& entry)
+    return static_cast<size_t>(std::count_if(m_entries.begin(), m_entries.end(), [&](const Entry& entry)
                                              { return entry.text.starts_with(prefix); }));
 }

@@ -117,8 +117,7 @@ protected:
     void Round(const std::wstring& form)
     {
         CLoopbackServer server([this](const CLoopbackRequest&, CLoopbackConnection& connection)
-                               { Answer(connection); },
-                               GetParam().mode);
+                               { Answer(connection); }, GetParam().mode);
         m_window.On(kLetGo, [&server] { server.Release(); });
         const CModuleWorkers workers;
         const CTempFile file;

@@ -295,9 +295,8 @@ TEST_F(ModuleRegistrationCallsTest, WritesInItsOrderWithItsSizes)
     EXPECT_EQ(m_module.Register(), S_OK);
     const std::wstring path = CServerModule::BuiltPath();
     const std::wstring pathSize = std::to_wstring(2 * (path.size() + 1) - 1);
-    const auto triple = [](const std::wstring& key, const std::wstring& value) {
-        return std::vector<std::wstring>{L"create " + key, L"set " + key + L" " + value, L"close " + key};
-    };
+    const auto triple = [](const std::wstring& key, const std::wstring& value)
+    { return std::vector<std::wstring>{L"create " + key, L"set " + key + L" " + value, L"close " + key}; };
     std::vector<std::wstring> expected;
     for (const std::vector<std::wstring>& calls :
          {triple(kClassKey, L"[]=Kestrin.Desktop.HttpRaw.0 51"),
@@ -355,9 +354,8 @@ TEST_F(ModuleRegistrationCallsTest, RemovesTheClassThenTheIdentifiers)
     g_calls.clear();
     EXPECT_EQ(m_module.Unregister(), S_OK);
     const std::wstring key = L"HKCR\\" + kClassKey;
-    const auto leaf = [](const std::wstring& name) {
-        return std::vector<std::wstring>{L"open " + name, L"close " + name, L"delete " + name};
-    };
+    const auto leaf = [](const std::wstring& name)
+    { return std::vector<std::wstring>{L"open " + name, L"close " + name, L"delete " + name}; };
     std::vector<std::wstring> expected = {L"open " + key};
     const auto append = [&expected](const std::vector<std::wstring>& calls)
     { expected.insert(expected.end(), calls.begin(), calls.end()); };

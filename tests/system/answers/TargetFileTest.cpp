@@ -118,13 +118,9 @@ std::vector<TargetRow> Rows()
              return Target{folder.Path() + L"sub\\..\\.\\sub\\\\..\\file", L"file"};
          }},
         {"dots and spaces at the end are dropped",
-         [](CTargetFolder& folder) {
-             return Target{folder.Path() + L"file. .", L"file"};
-         }},
+         [](CTargetFolder& folder) { return Target{folder.Path() + L"file. .", L"file"}; }},
         {"dots and spaces at the end of a path taken as it is",
-         [](CTargetFolder& folder) {
-             return Target{L"\\\\?\\" + folder.Path() + L"file. ", L"file. "};
-         }},
+         [](CTargetFolder& folder) { return Target{L"\\\\?\\" + folder.Path() + L"file. ", L"file. "}; }},
         {"another case of a file's name",
          [](CTargetFolder& folder)
          {
@@ -167,29 +163,14 @@ std::vector<TargetRow> Rows()
              return InFolder(folder, L"sub", false);
          }},
         {"a folder with a backslash",
-         [](CTargetFolder& folder) {
-             return Target{folder.Path(), L"", false};
-         }},
-        {"a drive's root",
-         [](CTargetFolder&) {
-             return Target{L"C:\\", L"", false};
-         }},
-        {"a space",
-         [](CTargetFolder&) {
-             return Target{L" ", L"", false};
-         }},
-        {"a URL",
-         [](CTargetFolder&) {
-             return Target{L"file:///C:/file", L"", false};
-         }},
+         [](CTargetFolder& folder) { return Target{folder.Path(), L"", false}; }},
+        {"a drive's root", [](CTargetFolder&) { return Target{L"C:\\", L"", false}; }},
+        {"a space", [](CTargetFolder&) { return Target{L" ", L"", false}; }},
+        {"a URL", [](CTargetFolder&) { return Target{L"file:///C:/file", L"", false}; }},
         {"a path in quotes",
-         [](CTargetFolder& folder) {
-             return Target{L"\"" + folder.Path() + L"file\"", L"", false};
-         }},
-        {"slashes in a path taken as it is",
-         [](CTargetFolder& folder) {
-             return Target{L"\\\\?\\" + folder.Path() + L"sub/../file", L"", false};
-         }},
+         [](CTargetFolder& folder) { return Target{L"\"" + folder.Path() + L"file\"", L"", false}; }},
+        {"slashes in a path taken as it is", [](CTargetFolder& folder)
+         { return Target{L"\\\\?\\" + folder.Path() + L"sub/../file", L"", false}; }},
         NewFile("an asterisk", L"a*b", false),
         NewFile("a question mark", L"a?b", false),
         NewFile("a bar", L"a|b", false),

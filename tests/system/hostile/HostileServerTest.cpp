@@ -108,8 +108,7 @@ public:
           m_other([](const CLoopbackRequest&, CLoopbackConnection& connection)
                   { connection.Send(MakeAnswer(200, "the other server")); }),
           m_server([this](const CLoopbackRequest& request, CLoopbackConnection& connection)
-                   { Serve(request, connection); },
-                   row.mode)
+                   { Serve(request, connection); }, row.mode)
     {
     }
     ~CHostileServer() { m_server.Stop(); }

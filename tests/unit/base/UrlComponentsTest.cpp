@@ -15,8 +15,8 @@ namespace
 struct Part
 {
     const char* name;
-    LPWSTR URL_COMPONENTSW::*text;
-    DWORD URL_COMPONENTSW::*length;
+    LPWSTR URL_COMPONENTSW::* text;
+    DWORD URL_COMPONENTSW::* length;
 };
 
 constexpr Part kParts[] = {

@@ -148,7 +148,8 @@ TEST(TakePreferencesTest, JoinsTheManualList)
 
 TEST(TakePreferencesTest, NamesSocksByItsVersion)
 {
-    const auto text = [](const char* version) {
+    const auto text = [](const char* version)
+    {
         return Prefs({{"type", "1"}, {"socks", "\"s\""}, {"socks_port", "1080"}, {"socks_version", version}});
     };
     ExpectRows({
@@ -179,9 +180,8 @@ TEST(TakePreferencesTest, TakesTheBypassListAsItStands)
 
 TEST(TakePreferencesTest, TakesOneSlashFromEveryTripleSlashOfTheScriptsAddress)
 {
-    const auto text = [](const std::string& url) {
-        return Prefs({{"type", "2"}, {"autoconfig_url", ("\"" + url + "\"").c_str()}});
-    };
+    const auto text = [](const std::string& url)
+    { return Prefs({{"type", "2"}, {"autoconfig_url", ("\"" + url + "\"").c_str()}}); };
     ExpectRows({
         {"local file", text("file:///C:/proxy.pac"), 2, L"", L"", L"file://C:/proxy.pac"},
         {"server", text("http://x/p.pac"), 2, L"", L"", L"http://x/p.pac"},

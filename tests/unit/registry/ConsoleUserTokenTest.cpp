@@ -287,7 +287,8 @@ TEST_P(OldSystemTokenTest, TakesTheShellOfSessionZeroAndTellsTheDebugger)
 INSTANTIATE_TEST_SUITE_P(Versions, OldSystemTokenTest,
                          testing::Values(std::pair<DWORD, DWORD>(4, 0), std::pair<DWORD, DWORD>(5, 0),
                                          std::pair<DWORD, DWORD>(5, 2), std::pair<DWORD, DWORD>(10, 0)),
-                         [](const testing::TestParamInfo<std::pair<DWORD, DWORD>>& test) {
+                         [](const testing::TestParamInfo<std::pair<DWORD, DWORD>>& test)
+                         {
                              return "NT" + std::to_string(test.param.first) + "_" +
                                     std::to_string(test.param.second);
                          });

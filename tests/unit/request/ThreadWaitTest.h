@@ -4,21 +4,14 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <deque>
 #include <string>
 #include <vector>
 
 #include "request/Thread.h"
+#include "support/CallText.h"
 #include "support/RecordedTrace.h"
 #include "unit/request/ThreadScript.h"
-
-inline std::string Hex(DWORD dwValue)
-{
-    char szText[16] = {};
-    std::snprintf(szText, sizeof(szText), "0x%lX", dwValue);
-    return szText;
-}
 
 inline const HCURSOR kWaitCursor = reinterpret_cast<HCURSOR>(0x1111);
 inline const HCURSOR kOldCursor = reinterpret_cast<HCURSOR>(0x2222);
