@@ -1,16 +1,38 @@
-# kvhttp_add_test_program(<name> SOURCES ... LIBRARIES ... LABEL <label> [TIMEOUT <seconds>])
-# One GoogleTest program. ctest runs each of its tests in a process of its own, so that none sees
-# process-wide state that another has left. The time-out is the net below the watchdog of the test
-# programs (tests/support/Watchdog.h), which acts after 40 s and can say where a test hangs.
+# kvhttp_add_test_program(<name> SOURCES ... LIBRARIES ... LABEL <label> [TIMEOUT <seconds>] [ALONE])
+# One GoogleTest program. ctest knows each of its tests. With ALONE each runs in a process of its own, because
+# of what the product or the platform remembers for a process; without, those of one program share a few
+# processes when ./test.sh runs all tests. The time-out is the net below the watchdog of the test programs
+# (tests/support/Watchdog.h), which acts after 40 s and can say where a test hangs.
 include(GoogleTest)
 
+# kvhttp_set_test_code(<target>...)
+# What holds for all test code: most of its time goes into building it. So it is not optimised, unlike what it
+# tests, and gets the headers that nearly all of it includes from kvhttp_test_support, which compiles them once.
+function(kvhttp_set_test_code)
+  foreach(target IN LISTS ARGN)
+    if(NOT MSVC)
+      target_compile_options(${target} PRIVATE -O0)
+    endif()
+    if(target STREQUAL kvhttp_test_support)
+      target_precompile_headers(${target} PRIVATE <windows.h> <gmock/gmock.h>)
+    else()
+      target_precompile_headers(${target} REUSE_FROM kvhttp_test_support)
+    endif()
+  endforeach()
+endfunction()
+
 function(kvhttp_add_test_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "ALONE" "LABEL;TIMEOUT" "SOURCES;LIBRARIES")
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 180)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE kvhttp_flags kvhttp_test_support ${arg_LIBRARIES})
+  kvhttp_set_test_code(${name})
+  if(NOT arg_ALONE AND CMAKE_HOST_UNIX AND MINGW)
+    set_target_properties(${name} PROPERTIES
+      CROSSCOMPILING_EMULATOR "${CMAKE_SOURCE_DIR}/tests/support/programs/shared-start")
+  endif()
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 60

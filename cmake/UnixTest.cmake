@@ -1,6 +1,6 @@
 # kvhttp_add_unix_test(<name> LABEL <label> TIMEOUT <seconds> COMMAND ... [PROCESSORS <count>] [LOCK <resource>])
 # A test that needs bash, Python, or programs that Debian brings. Hosts without them leave it out, and
-# kvhttp_name_left_out_tests says so.
+# kvhttp_name_left_out_tests says so. Exit code 77 means skipped.
 option(KVHTTP_UNIX_TESTS "Have the tests that need bash, Python and Debian's programs" ${CMAKE_HOST_UNIX})
 if(KVHTTP_UNIX_TESTS)
   find_program(KVHTTP_PYTHON python3 REQUIRED)
@@ -14,7 +14,7 @@ function(kvhttp_add_unix_test name)
   endif()
   add_test(NAME "${name}" COMMAND ${arg_COMMAND})
   set_tests_properties("${name}" PROPERTIES
-    LABELS "${arg_LABEL}" TIMEOUT "${arg_TIMEOUT}" ENVIRONMENT PYTHONDONTWRITEBYTECODE=1)
+    LABELS "${arg_LABEL}" TIMEOUT "${arg_TIMEOUT}" SKIP_RETURN_CODE 77 ENVIRONMENT PYTHONDONTWRITEBYTECODE=1)
   if(arg_PROCESSORS)
     set_tests_properties("${name}" PROPERTIES PROCESSORS "${arg_PROCESSORS}")
   endif()
