@@ -1,6 +1,7 @@
 """test.sh and install-packages from the outside: what they refuse, what reaches ctest, and that nothing is asked
 of the machine when nothing is missing."""
 import os
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -32,6 +33,7 @@ class InstallPackagesTest(unittest.TestCase):
         for name in ("apt-get", "sudo", "tee", "chmod", "rm"):
             put_program(self.bin, name, f'echo {name} "$@" >> "{self.log}"\n')
         put_program(self.bin, "id", "echo 0\n")
+        put_program(self.bin, "apt-cache", '[[ " ${KNOWN-} " == *" $2 "* ]]\n')
 
     def calls(self):
         if not os.path.exists(self.log):
@@ -58,7 +60,30 @@ class InstallPackagesTest(unittest.TestCase):
         self.assertTrue(update.endswith(" update"), update)
         for word in ("install", "--no-install-recommends", "g++-mingw-w64-x86-64-win32", "cmake", "ninja-build", "wine"):
             self.assertIn(word, install.split())
-        self.assertNotIn("clang-tidy", install.split())
+        self.assertNotIn("shellcheck", install.split())
+
+    def test_installs_the_one_version_of_clangs_tools_where_there_is_one(self):
+        tools = ("clang-19", "clang-tidy-19", "clang-format-19")
+        self.hide_all_commands()
+        result = run(INSTALL, "test", PATH=self.bin, KNOWN="clang-19 clang-tidy-19 clang-format-19")
+        self.assertEqual(result.returncode, 0, result.stdout)
+        install = [call for call in self.calls() if " install " in call][0].split()
+        for tool in tools:
+            self.assertIn(tool, install)
+        os.remove(self.log)
+        result = run(INSTALL, "test", PATH=self.bin, KNOWN="clang-19")
+        self.assertEqual(result.returncode, 0, result.stdout)
+        self.assertIn("\nThis system has no package clang-tidy-19: what needs it is left out.\n", "\n" + result.stdout)
+        install = [call for call in self.calls() if " install " in call][0].split()
+        self.assertEqual([tool for tool in tools if tool in install], ["clang-19"])
+
+    def test_asks_nothing_of_apt_for_tools_that_it_does_not_have(self):
+        for name in ("x86_64-w64-mingw32-g++-win32", "x86_64-w64-mingw32-windres", "cmake", "ninja", "wine",
+                     "wineserver", "regsvr32-stable", "python3", "shellcheck", "tinyproxy", "openssl", "Xvfb"):
+            put_program(self.bin, name, "")
+        self.hide_all_commands()
+        result = run(INSTALL, "test", PATH=self.bin, KNOWN="googletest")
+        self.assertEqual((result.returncode, result.stdout, self.calls()), (0, "", []))
 
     def test_lets_no_server_start_as_a_service(self):
         result = run(INSTALL, "test", PATH=self.hide_all_commands())
@@ -95,51 +120,76 @@ class TestShTest(unittest.TestCase):
         self.root = temporary.name
         self.log = os.path.join(self.root, "log")
         os.makedirs(os.path.join(self.root, "scripts"))
-        with open(os.path.join(ROOT, "test.sh"), encoding="utf-8") as file:
-            put_program(self.root, "test.sh", file.read())
-        for name in ("cmake", "ctest", "scripts/install-packages", "scripts/wine-run"):
-            put_program(self.root, name, f'echo {name} "$@" >> "{self.log}"\n[[ "{name} $*" != ${{FAIL-none}} ]]\n')
+        for name in ("test.sh", "scripts/stage"):
+            with open(os.path.join(ROOT, name), encoding="utf-8") as file:
+                put_program(self.root, name, file.read())
+        for name in ("cmake", "ctest", "clang-tidy-19", "scripts/install-packages", "scripts/wine-run"):
+            put_program(self.root, name, f'''echo {name} "$@" >> "{self.log}"
+[ {name} != ctest ] || echo "80% tests passed, ${{FAILED-0}} tests failed out of 5"
+[ -z "${{KVHTTP_SHARED_STARTS-}}" ] || echo shared >> "{self.log}"
+[[ "{name} $*" != ${{FAIL-none}} ]]
+''')
+        put_program(self.root, "nproc", "echo 7\n")
 
     def run_script(self, *arguments, **environment):
+        if os.path.exists(self.log):
+            os.remove(self.log)
         result = run(os.path.join(self.root, "test.sh"), *arguments,
-                     PATH=self.root + ":" + os.environ["PATH"], **environment)
+                     **{"PATH": self.root + ":" + os.environ["PATH"], "KVHTTP_SHARED_STARTS": "", **environment})
         with open(self.log, "a+", encoding="utf-8") as file:
             file.seek(0)
             return result.returncode, result.stdout, file.read().splitlines()
 
     def test_runs_every_stage_in_order(self):
-        code, _, calls = self.run_script()
+        code, output, calls = self.run_script()
         self.assertEqual(code, 0)
         self.assertEqual(calls, [
             "scripts/install-packages test",
-            "cmake --preset mingw-release",
-            "cmake --build --preset mingw-release",
-            "cmake --preset mingw-clang",
-            "cmake --build --preset mingw-clang",
+            "cmake --preset mingw-release -B build/mingw-release -D CMAKE_COMPILE_WARNING_AS_ERROR=ON",
+            "cmake --build build/mingw-release",
+            "cmake --preset mingw-clang -B build/mingw-clang -D CMAKE_COMPILE_WARNING_AS_ERROR=ON",
+            "cmake --build build/mingw-clang",
             "scripts/wine-run",
             "scripts/wine-run --start",
-            "ctest --test-dir build/mingw-release -j2 --output-on-failure --no-tests=error",
+            "ctest --test-dir build/mingw-release -j 8 --output-on-failure --no-tests=error",
+            "shared",
             "scripts/wine-run --stop",
+            "shared",
         ])
+        self.assertRegex(output, r"\n5 passed, 0 failed, 0 min \d s\n$")
 
     def test_filter_and_preset_reach_ctest(self):
         _, _, calls = self.run_script("--filter", "A b|C", "--preset", "mingw-debug")
-        self.assertIn("ctest --test-dir build/mingw-debug -j2 --output-on-failure --no-tests=error -R A b|C", calls)
+        self.assertIn("ctest --test-dir build/mingw-debug -j 8 --output-on-failure --no-tests=error -R A b|C", calls)
+        self.assertNotIn("shared", calls)
 
     def test_a_failing_stage_ends_it(self):
-        for stage in ("scripts/install-packages*", "cmake --preset mingw-r*", "cmake --build --preset mingw-r*",
-                      "cmake --build --preset mingw-clang", "scripts/wine-run ", "ctest*"):
+        for stage in ("scripts/install-packages*", "cmake --preset mingw-r*", "cmake --build build/mingw-r*",
+                      "cmake --build build/mingw-clang", "scripts/wine-run "):
             with self.subTest(stage=stage):
                 code, output, calls = self.run_script(FAIL=stage.replace(" ", "\\ "))
-                self.assertNotEqual(code, 0)
-                if stage != "ctest*":
-                    self.assertIn("test.sh: failed: ", output)
-                    self.assertFalse([call for call in calls if call.startswith("ctest")])
-                os.remove(self.log)
+                self.assertEqual(code, 1)
+                self.assertRegex(output, r": failed; all that it printed: build/logs/[\w-]+\.txt\n$")
+                self.assertFalse([call for call in calls if call.startswith("ctest")])
+
+    def test_failing_tests_fail_it(self):
+        code, output, calls = self.run_script(FAIL="ctest*", FAILED="2")
+        self.assertEqual(code, 1)
+        self.assertRegex(output, r"\n3 passed, 2 failed, 0 min \d s\n$")
+        self.assertIn("scripts/wine-run --stop", calls)
+
+    def test_says_that_it_skips_what_it_has_no_tool_for(self):
+        os.remove(os.path.join(self.root, "clang-tidy-19"))
+        for name in "bash env cat cut dirname grep head mkdir rm sed stat tail tr".split():
+            os.symlink(shutil.which(name), os.path.join(self.root, name))
+        code, output, calls = self.run_script(PATH=self.root)
+        self.assertEqual(code, 0)
+        self.assertIn("\n== clang and clang-tidy on src: skipped, since clang-tidy-19 is not here\n", output)
+        self.assertFalse([call for call in calls if "clang" in call])
 
     def test_leaves_a_server_alone_that_another_started(self):
         _, _, calls = self.run_script(FAIL="scripts/wine-run\\ --start")
-        self.assertTrue(calls[-1].startswith("ctest"), calls)
+        self.assertNotIn("scripts/wine-run --stop", calls)
 
     def test_refuses_what_it_does_not_know(self):
         for arguments in (["--fast"], ["--preset", "msvc"], ["extra"]):

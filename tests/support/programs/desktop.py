@@ -6,9 +6,8 @@ import os
 import subprocess
 
 from program import CannotStart, Program, await_true, plain_environment
+from wine import ROOT, WINE_RUN
 
-ROOT = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", ".."))
-WINE_RUN = os.path.join(ROOT, "scripts", "wine-run")
 PREFIX = os.path.join(ROOT, "build", "wineprefix-desktop")
 # Wine keeps its own frame around windows that no window manager manages. Without this setting it waits two seconds
 # for one, each time that a window goes.

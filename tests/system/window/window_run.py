@@ -7,8 +7,9 @@ import sys
 import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support", "programs"))
-from desktop import WINE_RUN, Desktop  # pylint: disable=wrong-import-position
+from desktop import Desktop  # pylint: disable=wrong-import-position
 from nginx import TlsServer  # pylint: disable=wrong-import-position
+from wine import WINE_RUN, windows_path  # pylint: disable=wrong-import-position
 
 UNREGISTERED = "UnregisteredWindowTest.*"
 
@@ -22,7 +23,7 @@ def run_tests(desktop, wine_test, program, selection):
 
 
 def register(desktop, module, *options):
-    desktop.run([WINE_RUN, "regsvr32", "/s", *options, "Z:" + module.replace("/", "\\")], check=not options,
+    desktop.run([WINE_RUN, "regsvr32", "/s", *options, windows_path(module)], check=not options,
                 stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
