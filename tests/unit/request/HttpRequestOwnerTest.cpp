@@ -1,4 +1,5 @@
 // What the owner's thread does with a request: inputs, status, time-out, answer and destruction.
+#include "support/FailingHeap.h"
 #include "support/WindowNames.h"
 #include "unit/request/RequestTest.h"
 
@@ -161,6 +162,18 @@ TEST_F(HttpRequestOwnerTest, RefusesANullFileAndTracesAnyOther)
                                             "2| Http download file to :[%s],lpszFile=,\n"));
 }
 
+TEST_F(HttpRequestOwnerTest, TracesNoFileThatItCouldNotStore)
+{
+    const std::wstring path(300, L'p');
+    m_trace.Take();
+    {
+        const CFailingHeap memory{(path.size() + 1) * sizeof(wchar_t)};
+        EXPECT_EQ(m_pRequest->SetFile(path.c_str()), E_OUTOFMEMORY);
+        EXPECT_EQ(memory.Refusals(), 1);
+    }
+    EXPECT_THAT(m_trace.Take(), IsEmpty());
+}
+
 TEST_F(HttpRequestOwnerTest, KeepsTheAnswerInMemoryWithoutAFile)
 {
     m_pRequest->SetFile(L"C:\\never-made.txt");
@@ -181,6 +194,18 @@ TEST_F(HttpRequestOwnerTest, RunEndsWithZeroAndReportsOnlyThroughTheStatus)
     EXPECT_EQ(m_pRequest->Run(), 0u);
     EXPECT_EQ(Status(), 3ul);
     EXPECT_THAT(Calls("InternetConnectW"), IsEmpty());
+}
+
+// Nothing in the exchange raises; a platform function stands for what might.
+TEST_F(HttpRequestOwnerTest, RunLetsNothingOutThatIsRaised)
+{
+    m_journal.On("InternetConnectW", 1, [] { throw std::bad_alloc(); });
+    m_pRequest->SetUrl(L"http://host/", L"x");
+    RunExchange();
+    EXPECT_EQ(m_system.ExitCode(0), 0u);
+    EXPECT_EQ(Status(), 2ul);
+    RunExchange();
+    EXPECT_EQ(Status(), 9ul) << "the next exchange goes its way";
 }
 
 TEST_F(HttpRequestOwnerTest, UsesTheDesktopWhenItsParentWindowIsNotThere)
@@ -223,6 +248,34 @@ TEST_F(HttpRequestOwnerTest, DestructionWakesTheWorkerAndWaitsForIt)
     EXPECT_EQ(m_system.ExitCode(0), 0u) << "the worker was killed";
     EXPECT_THAT(Calls("InternetCloseHandle"),
                 ElementsAre("InternetCloseHandle(request1)", "InternetCloseHandle(connect1)"));
+}
+
+std::function<void()> g_onWait;
+decltype(&MsgWaitForMultipleObjects) g_pfnWait = nullptr;
+
+DWORD WINAPI NotifyAndWait(DWORD cHandles, const HANDLE* pHandles, BOOL bAll, DWORD dwTimeout, DWORD dwMask)
+{
+    g_onWait();
+    return g_pfnWait(cHandles, pHandles, bAll, dwTimeout, dwMask);
+}
+
+TEST_F(HttpRequestOwnerTest, DestructionKillsTheWorkerAtAMessageAfterSixtySeconds)
+{
+    // Between two platform calls, so that none of them is cut off.
+    CHold sending(m_journal, "2|--> CHttpRequest::SendRequest");
+    m_pRequest->SetUrl(L"http://host/", L"x");
+    ASSERT_TRUE(m_pRequest->StartWorker());
+    ASSERT_TRUE(sending.Reached());
+    g_pfnWait = m_imports.Add("MsgWaitForMultipleObjects", NotifyAndWait);
+    int waits = 0;
+    g_onWait = [&]
+    {
+        m_system.m_dwTick += ++waits == 1 ? 60000 : 1;
+        PostThreadMessageW(GetCurrentThreadId(), WM_APP, 0, 0);
+    };
+    m_pRequest.reset();
+    EXPECT_EQ(waits, 2) << "sixty seconds are not yet too long";
+    EXPECT_EQ(m_system.ExitCode(0), 0xFFFFFFFEu);
 }
 
 TEST_F(HttpRequestOwnerTest, DestructionClosesWhatAFinishedExchangeHasLeftOpen)

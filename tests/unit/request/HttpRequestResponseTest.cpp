@@ -3,6 +3,8 @@
 
 #include <comdef.h>
 
+#include "support/FailingHeap.h"
+
 namespace
 {
 
@@ -122,6 +124,25 @@ TEST_F(HttpRequestResponseTest, RaisesOutOfMemoryForTheText)
     {
         EXPECT_EQ(error.Error(), E_OUTOFMEMORY);
     }
+    EXPECT_EQ(m_bstr, m_sentinel);
+}
+
+TEST_F(HttpRequestResponseTest, RaisesOutOfMemoryForTheConversion)
+{
+    constexpr size_t kLength = 12345;
+    Receive({std::string(kLength, 'x')});
+    const CFailingHeap memory{(kLength + 1) * sizeof(wchar_t)};
+    HRESULT hr = S_OK;
+    try
+    {
+        hr = m_pRequest->GetResponse(&m_bstr);
+    }
+    catch (const _com_error& error)
+    {
+        hr = error.Error();
+    }
+    EXPECT_EQ(hr, E_OUTOFMEMORY);
+    EXPECT_EQ(memory.Refusals(), 1);
     EXPECT_EQ(m_bstr, m_sentinel);
 }
 
