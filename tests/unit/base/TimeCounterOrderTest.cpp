@@ -27,7 +27,7 @@ class CWatchedCounter
 public:
     CWatchedCounter()
         : m_pPage(VirtualAlloc(nullptr, kPage, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE)),
-          m_pCounter(new (m_pPage) CTimeCounter),
+          m_pCounter(new(m_pPage) CTimeCounter),
           m_pHandler(AddVectoredExceptionHandler(1, OnException))
     {
         s_pThis = this;

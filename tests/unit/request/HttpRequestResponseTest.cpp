@@ -131,7 +131,7 @@ TEST_F(HttpRequestResponseTest, RaisesOutOfMemoryForTheConversion)
 {
     constexpr size_t kLength = 12345;
     Receive({std::string(kLength, 'x')});
-    const CFailingHeap memory{(kLength + 1) * sizeof(wchar_t)};
+    const CFailingHeap memory{(kLength + 2) * sizeof(wchar_t)};  // with room for a terminator of our own
     HRESULT hr = S_OK;
     try
     {
