@@ -82,6 +82,9 @@ TEST_F(HandleTableTest, HandleThatACallIsInsideOfKeepsItsNumber)
         const CHandleTable::CCall call(m_table, "Call", hFirst);
         EXPECT_TRUE(m_table.Close(hFirst));
         EXPECT_NE(call.Reach<Request>(), nullptr) << "the call goes on";
+        EXPECT_FALSE(m_table.Close(hFirst));
+        EXPECT_THAT(m_table.TakeFaults(),
+                    ElementsAre("InternetCloseHandle of exchange 0: request1 is not open"));
         const HINTERNET hSecond = Open();
         EXPECT_NE(hSecond, hFirst);
         m_table.Close(hSecond);
