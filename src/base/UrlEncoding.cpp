@@ -24,10 +24,10 @@ bool EncodeURL(CStringEx& text)
     const char* const end = utf8.get() + cb;
     for (const char* from = utf8.get(); from + 1 < end; ++from)
     {
-        const unsigned byte = static_cast<unsigned char>(*from);
+        const unsigned octet = static_cast<unsigned char>(*from);
         *to++ = L'%';
-        *to++ = kHexDigits[byte >> 4];
-        *to++ = kHexDigits[byte & 0xF];
+        *to++ = kHexDigits[octet >> 4];
+        *to++ = kHexDigits[octet & 0xF];
     }
     *to = L'\0';
     text.ReleaseBuffer();
