@@ -4,17 +4,22 @@
 # processes when ./test.sh runs all tests. The time-out is the net below the watchdog of the test programs
 # (tests/support/Watchdog.h), which acts after 40 s and can say where a test hangs.
 include(GoogleTest)
+include(TestLinker)
 
 # kvhttp_set_test_code(<target>...)
 # What holds for all test code: most of its time goes into building it. So it is not optimised, unlike what it
-# tests, and gets the headers that nearly all of it includes from kvhttp_test_support, which compiles them once.
+# tests, gets the headers that nearly all of it includes from kvhttp_test_support, which compiles them once, and a
+# quick linker.
 function(kvhttp_set_test_code)
   foreach(target IN LISTS ARGN)
     if(NOT MSVC)
       target_compile_options(${target} PRIVATE -O0)
     endif()
+    target_link_libraries(${target} PRIVATE kvhttp_test_linker)
     if(target STREQUAL kvhttp_test_support)
-      target_precompile_headers(${target} PRIVATE <windows.h> <gmock/gmock.h>)
+      target_precompile_headers(${target} PRIVATE
+        <winsock2.h> <windows.h> <objbase.h> <oleauto.h> <wininet.h>
+        <algorithm> <array> <atomic> <functional> <map> <memory> <optional> <string> <vector> <gmock/gmock.h>)
     else()
       target_precompile_headers(${target} REUSE_FROM kvhttp_test_support)
     endif()
