@@ -67,9 +67,9 @@ if [ ${#selection[@]} -eq 0 ]; then
   rm -rf "$KVHTTP_SHARED_STARTS"
 fi
 result=0
-# One more than there are processors, since many tests wait.
+# Three for each processor, since most of a test is waiting.
 scripts/stage --show "tests" build/logs/tests.txt \
-  ctest --test-dir "build/$preset" -j $(($(nproc) + 1)) --output-on-failure --no-tests=error "${selection[@]}" ||
+  ctest --test-dir "build/$preset" -j $(($(nproc) * 3)) --output-on-failure --no-tests=error "${selection[@]}" ||
   result=$?
 # shellcheck disable=SC2016 # a pattern of sed
 sed -nE 's/^[0-9]+% tests passed, ([0-9]+) tests failed out of ([0-9]+)$/\1 \2/p' build/logs/tests.txt |

@@ -14,12 +14,13 @@ function(kvhttp_add_unix_test name)
   endif()
   add_test(NAME "${name}" COMMAND ${arg_COMMAND})
   set_tests_properties("${name}" PROPERTIES
-    LABELS "${arg_LABEL}" TIMEOUT "${arg_TIMEOUT}" SKIP_RETURN_CODE 77 ENVIRONMENT PYTHONDONTWRITEBYTECODE=1)
+    LABELS "${arg_LABEL}" TIMEOUT "${arg_TIMEOUT}" SKIP_RETURN_CODE 77 COST 10 ENVIRONMENT PYTHONDONTWRITEBYTECODE=1)
   if(arg_PROCESSORS)
     set_tests_properties("${name}" PROPERTIES PROCESSORS "${arg_PROCESSORS}")
   endif()
   if(arg_LOCK)
-    set_tests_properties("${name}" PROPERTIES RESOURCE_LOCK "${arg_LOCK}")
+    # They run one after another: who begins with them has time for the others meanwhile.
+    set_tests_properties("${name}" PROPERTIES RESOURCE_LOCK "${arg_LOCK}" COST 100)
   endif()
 endfunction()
 
