@@ -151,7 +151,7 @@ class TestShTest(unittest.TestCase):
             "cmake --build build/mingw-clang",
             "scripts/wine-run",
             "scripts/wine-run --start",
-            "ctest --test-dir build/mingw-release -j 8 --output-on-failure --no-tests=error",
+            "ctest --test-dir build/mingw-release -j 21 --output-on-failure --no-tests=error",
             "shared",
             "scripts/wine-run --stop",
             "shared",
@@ -160,7 +160,7 @@ class TestShTest(unittest.TestCase):
 
     def test_filter_and_preset_reach_ctest(self):
         _, _, calls = self.run_script("--filter", "A b|C", "--preset", "mingw-debug")
-        self.assertIn("ctest --test-dir build/mingw-debug -j 8 --output-on-failure --no-tests=error -R A b|C", calls)
+        self.assertIn("ctest --test-dir build/mingw-debug -j 21 --output-on-failure --no-tests=error -R A b|C", calls)
         self.assertNotIn("shared", calls)
 
     def test_a_failing_stage_ends_it(self):
