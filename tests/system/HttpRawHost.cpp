@@ -57,11 +57,6 @@ std::ostream& operator<<(std::ostream& stream, Status status)
     }
 }
 
-bool IsWine()
-{
-    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-}
-
 HMODULE CHttpRawHost::Module()
 {
     static const HMODULE hModule = LoadFromTestFolder();

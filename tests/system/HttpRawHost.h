@@ -23,9 +23,6 @@ struct Status
 };
 std::ostream& operator<<(std::ostream& stream, Status status);
 
-// The platform differs in places; a test that meets one says how.
-bool IsWine();
-
 inline constexpr DWORD kPatienceMs = 20000;
 
 class CHttpRawHost

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "support/loopback/LoopbackServer.h"
+#include "support/WineVersion.h"
 #include "system/HttpRawHost.h"
 
 namespace

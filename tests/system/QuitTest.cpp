@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/loopback/LoopbackServer.h"
+#include "support/WineVersion.h"
 #include "system/HostWindow.h"
 #include "system/HttpRawHost.h"
 #include "system/ModuleTrace.h"

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support/loopback/LoopbackServer.h"
+#include "support/WineVersion.h"
 #include "system/HostWindow.h"
 #include "system/HttpRawHost.h"
 #include "system/ModuleWorkers.h"

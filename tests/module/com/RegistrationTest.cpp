@@ -9,6 +9,7 @@
 
 #include "module/com/ServerModule.h"
 #include "support/ImportPatch.h"
+#include "support/WineVersion.h"
 
 namespace
 {
@@ -261,10 +262,9 @@ TEST_F(ModuleRegistrationTest, WritesTheSameWhenItIsRegisteredTwice)
 TEST_F(ModuleRegistrationTest, LeavesOutOneByteOfEachDefaultValueAndNoneOfTheThreadingModel)
 {
     EXPECT_EQ(m_module.Register(), S_OK);
-    const bool bWine = GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
     DWORD cb = 0;
     Value(L"HttpRaw 0.0.0\\CurVer", nullptr, &cb);
-    EXPECT_EQ(cb, bWine ? 33u : 31u);
+    EXPECT_EQ(cb, IsWine() ? 33u : 31u);
     Value(kClassKey + L"\\InprocServer32", L"ThreadingModel", &cb);
     EXPECT_EQ(cb, 20u);
 }

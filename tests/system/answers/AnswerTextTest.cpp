@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "support/loopback/LoopbackServer.h"
+#include "support/WineVersion.h"
 #include "system/answers/TargetFolder.h"
 #include "system/HttpRawHost.h"
 

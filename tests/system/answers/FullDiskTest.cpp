@@ -7,6 +7,7 @@
 
 #include "support/ImportPatch.h"
 #include "support/loopback/LoopbackServer.h"
+#include "support/WineVersion.h"
 #include "system/answers/TargetFolder.h"
 #include "system/HttpRawHost.h"
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/loopback/LoopbackServer.h"
+#include "support/WineVersion.h"
 #include "system/answers/TargetFolder.h"
 #include "system/HttpRawHost.h"
 

@@ -13,6 +13,7 @@
 
 #include "support/ImportPatch.h"
 #include "support/loopback/LoopbackServer.h"
+#include "support/WineVersion.h"
 #include "system/dialog/DesktopHost.h"
 #include "system/dialog/PasswordDialog.h"
 #include "system/HttpRawHost.h"

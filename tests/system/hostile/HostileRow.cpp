@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "support/WineVersion.h"
 #include "system/HttpRawHost.h"
 
 namespace

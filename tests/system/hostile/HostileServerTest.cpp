@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "support/Mutex.h"
+#include "support/WineVersion.h"
 #include "system/hostile/HostileRow.h"
 #include "system/HttpRawHost.h"
 

@@ -11,6 +11,7 @@
 #include "support/CallText.h"
 #include "support/Hold.h"
 #include "support/Mutex.h"
+#include "support/WineVersion.h"
 
 namespace
 {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "support/loopback/LoopbackServer.h"
+#include "support/WineVersion.h"
 #include "system/HttpRawHost.h"
 #include "system/ModuleTrace.h"
 #include "system/proxy/ProxyUser.h"
