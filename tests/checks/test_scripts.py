@@ -102,10 +102,16 @@ class InstallPackagesTest(unittest.TestCase):
 
     def test_names_what_is_missing_when_it_cannot_install(self):
         put_program(self.bin, "id", "echo 1000\n")
+        self.hide_all_commands()
+        put_program(self.bin, "sudo", "exit 1\n")
+        refused = run(INSTALL, "run", PATH=self.bin)
         os.remove(os.path.join(self.bin, "sudo"))
-        result = run(INSTALL, "run", PATH=self.hide_all_commands())
-        self.assertEqual(result.returncode, 1)
-        self.assertIn("g++-mingw-w64-x86-64-win32", result.stdout)
+        missing = run(INSTALL, "run", PATH=self.bin)
+        for result, text in ((refused, "sudo does not let this user; let root install: "),
+                             (missing, "run as root, or install sudo, to get: ")):
+            self.assertEqual(result.returncode, 1)
+            self.assertIn(f"install-packages: {text}g++-mingw-w64-x86-64-win32 ", result.stdout)
+        self.assertEqual(self.calls(), [])
 
     def test_refuses_an_unknown_group(self):
         for arguments in ([], ["everything"]):
