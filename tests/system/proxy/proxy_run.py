@@ -8,36 +8,8 @@ import sys
 import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support", "programs"))
-from program import Server, plain_environment  # pylint: disable=wrong-import-position
-
-CONFIGURATION = """\
-Port {port}
-Listen 127.0.0.1
-Allow 127.0.0.1
-Timeout 30
-MaxClients 10
-LogFile "{log}"
-LogLevel Info
-ViaProxyName "kvhttpproxy"
-"""
-
-
-class Proxy(Server):
-    """tinyproxy in the foreground."""
-
-    def __init__(self, folder):
-        configuration, log = os.path.join(folder, "tinyproxy.conf"), os.path.join(folder, "log")
-
-        def command_for(port):
-            with open(configuration, "w", encoding="utf-8") as file:
-                file.write(CONFIGURATION.format(port=port, log=log))
-            return ["tinyproxy", "-d", "-c", configuration]
-
-        super().__init__(folder, command_for, log, "Accepting connections")
-
-    def requests(self):
-        """The request lines that clients have sent."""
-        return re.findall(r"Request \(file descriptor \d+\): (.*)", self.logged())
+from program import plain_environment  # pylint: disable=wrong-import-position
+from tinyproxy import Proxy  # pylint: disable=wrong-import-position
 
 
 def main(wine_test, program, test, way):
