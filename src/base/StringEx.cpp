@@ -274,7 +274,8 @@ int CStringEx::Delete(int index, int count)
     if (pszNew != nullptr)
     {
         std::wmemcpy(pszNew, m_pszData, static_cast<size_t>(index));
-        std::wmemcpy(pszNew + index, m_pszData + index + count, static_cast<size_t>(newLength - index));
+        const wchar_t* const rest = m_pszData + index + count;
+        std::wmemcpy(pszNew + index, rest, std::wcslen(rest) + 1);
     }
     ReplaceBlock(pszNew);
     return pszNew != nullptr ? newLength : 0;
