@@ -8,10 +8,14 @@ function(kvhttp_add_prepared_tests suite)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "PROGRAM;SCRIPT;LOCK" "TESTS")
   set(wine_test "${CMAKE_SOURCE_DIR}/scripts/wine-test" "$<TARGET_FILE:${arg_PROGRAM}>")
   set(names)
+  set(lock)
+  if(arg_LOCK)
+    set(lock LOCK "${arg_LOCK}")
+  endif()
   while(arg_TESTS)
     list(POP_FRONT arg_TESTS test argument)
     list(APPEND names "${suite}.${test}")
-    kvhttp_add_unix_test("system.${suite}.${test}" LABEL system TIMEOUT 180 LOCK "${arg_LOCK}"
+    kvhttp_add_unix_test("system.${suite}.${test}" LABEL system TIMEOUT 180 ${lock}
       COMMAND "${KVHTTP_PYTHON}" "${CMAKE_CURRENT_SOURCE_DIR}/${arg_SCRIPT}" ${wine_test}
         "${suite}.${test}" "${argument}")
   endwhile()

@@ -1,4 +1,4 @@
-# kvhttp_add_unix_test(<name> LABEL <label> TIMEOUT <seconds> COMMAND ... [PROCESSORS <count>] [LOCK <resource>])
+# kvhttp_add_unix_test(<name> LABEL <label> COMMAND ... [TIMEOUT <seconds>] [PROCESSORS <count>] [LOCK <resource>])
 # A test that needs bash, Python, or programs that Debian brings. Hosts without them leave it out, and
 # kvhttp_name_left_out_tests says so. Exit code 77 means skipped.
 option(KVHTTP_UNIX_TESTS "Have the tests that need bash, Python and Debian's programs" ${CMAKE_HOST_UNIX})
@@ -11,6 +11,9 @@ function(kvhttp_add_unix_test name)
   if(NOT KVHTTP_UNIX_TESTS)
     set_property(GLOBAL APPEND PROPERTY KVHTTP_LEFT_OUT_TESTS "${name}")
     return()
+  endif()
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 60)
   endif()
   add_test(NAME "${name}" COMMAND ${arg_COMMAND})
   set_tests_properties("${name}" PROPERTIES
