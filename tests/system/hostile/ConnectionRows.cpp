@@ -211,7 +211,7 @@ HostileRow ReadBeyondItsLength(HostileRow row)
 {
     row.expected = kNotKnown;
     row.underWine = TimesOut().Then(REQ_STATUS_DONE, L"page of /second");
-    row.seconds = 2;
+    row.seconds = 1;
     return row;
 }
 

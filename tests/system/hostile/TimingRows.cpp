@@ -27,16 +27,16 @@ std::vector<HostileRow> TimingRows()
              [](HostileTurn& turn)
          {
              turn.Send("HTTP/1.1 200 OK\r\nContent-Length: 30\r\n\r\n");
-             Trickle(turn, std::string(30, 'x'), 1000);
+             Trickle(turn, std::string(30, 'x'), 200);
          },
          .expected = TimesOut(),
-         .seconds = 3,
+         .seconds = 1,
          .bEndsBeforeReleaseUnderWine = true},
         {.label = "AHeadTrickledByteByByte",
          .serve = [](HostileTurn& turn)
-         { Trickle(turn, "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", 1000); },
+         { Trickle(turn, "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", 200); },
          .expected = TimesOut(),
-         .seconds = 3,
+         .seconds = 1,
          .bEndsBeforeReleaseUnderWine = true},
         {.label = "ChunksTrickledByteByByte",
          .serve =

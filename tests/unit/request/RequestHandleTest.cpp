@@ -3,10 +3,11 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <memory>
 #include <vector>
 
 #include "support/ImportPatch.h"
-#include "unit/request/ThreadScript.h"
+#include "support/SideThread.h"
 
 namespace
 {
@@ -193,43 +194,49 @@ TEST_F(RequestHandleTest, IsAbandonedWhileACallIsBeingMade)
     EXPECT_EQ(Seen(), nullptr);
 }
 
-// Whichever thread is first, each handle is closed once.
+// Whichever thread is first, each handle is closed once, and none is open when the exchange is abandoned.
 TEST_F(RequestHandleTest, BothThreadsTogetherCloseEachHandleOnce)
 {
-    constexpr int kRounds = 2000;
-    int opened = 0;
+    constexpr int kRounds = 300;
+    const std::unique_ptr<CRequestHandle[]> handles(new CRequestHandle[kRounds]);
+    std::atomic<int> cOpened = 0;
+    std::atomic<int> cBegun = 0;
+    std::atomic<int> cAbandoned = 0;
+    std::atomic<int> cEnded = 0;
+    int cOpenedLater = 0;
+    const CSideThread worker(
+        [&]
+        {
+            for (int round = 0; round < kRounds; ++round)
+            {
+                CRequestHandle& handle = handles[static_cast<size_t>(round)];
+                bool bAbandoned = false;
+                while (++cOpened, handle.Open(Handle(16)) && !bAbandoned)
+                {
+                    cBegun = round + 1;
+                    handle.Close();
+                    bAbandoned = cAbandoned > round;
+                }
+                cOpenedLater += handle.IsAbandoned() ? 0 : 1;
+                cEnded = round + 1;
+            }
+        });
     for (int round = 0; round < kRounds; ++round)
     {
-        CRequestHandle handle;
-        CEvent ready;
-        struct Shared
-        {
-            CRequestHandle& handle;
-            std::atomic<bool> bGo{false};
-        } shared{handle};
-        HANDLE hThread = CreateThread(
-            nullptr, 0,
-            [](void* p) -> DWORD
-            {
-                auto& s = *static_cast<Shared*>(p);
-                s.handle.Open(Handle(16));
-                s.bGo = true;
-                s.handle.Close();
-                s.handle.Open(Handle(32));
-                return 0;
-            },
-            &shared, 0, nullptr);
-        ASSERT_NE(hThread, nullptr);
-        while (!shared.bGo)
+        while (cBegun <= round)
         {
             SwitchToThread();
         }
-        handle.Abandon();
-        ASSERT_EQ(WaitForSingleObject(hThread, CEvent::kPatienceMs), WAIT_OBJECT_0);
-        CloseHandle(hThread);
-        opened += 2;
-        ASSERT_EQ(s_cClosed, opened) << "round " << round;
+        handles[static_cast<size_t>(round)].Abandon();
+        cAbandoned = round + 1;
+        while (cEnded <= round)
+        {
+            SwitchToThread();
+        }
     }
+    worker.Join();
+    EXPECT_EQ(s_cClosed, cOpened);
+    EXPECT_EQ(cOpenedLater, 0);
 }
 
 }  // namespace
