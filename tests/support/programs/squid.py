@@ -1,6 +1,7 @@
 """A real HTTP proxy on loopback that wants a password: Debian's squid, with all its files in one folder."""
 import glob
 import os
+import re
 import shutil
 import subprocess
 
@@ -81,6 +82,12 @@ class Squid(Server):
             return []
         with open(path, encoding="utf-8", errors="replace") as file:
             return [line.rstrip("\n") for line in file if " error:" not in line]
+
+
+def version():
+    """The first number of squid's version."""
+    printed = subprocess.run([BINARY, "-v"], stdout=subprocess.PIPE, text=True, check=True).stdout
+    return int(re.search(r"Version (\d+)", printed)[1])
 
 
 def hashed(password):

@@ -10,7 +10,7 @@ import tempfile
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support", "programs"))
 from desktop import Desktop, PREFIX  # pylint: disable=wrong-import-position
 from program import await_true  # pylint: disable=wrong-import-position
-from squid import Squid  # pylint: disable=wrong-import-position
+from squid import Squid, version  # pylint: disable=wrong-import-position
 
 USER, PASSWORD = "anna", "a secret word"
 
@@ -20,7 +20,8 @@ def expected_lines(seen):
     for part in seen.split(","):
         count, line = part.split(" x ")
         lines += [line.strip()] * int(count)
-    return lines
+    # From version 6 on squid does not note the method of a request that makes no sense to it.
+    return [line.replace("400 - POST", "400 - -") if version() >= 6 else line for line in lines]
 
 
 def run_test(folder, wine_test, program, test, count):

@@ -245,7 +245,8 @@ std::vector<HostileRow> LeftoverRows()
                  turn.Send(MakeAnswer(408, "too slow", "Connection: close\r\n"));
                  turn.connection.Close();
              }),
-         kNotKnown, Done(L"first").Then(REQ_STATUS_TIMEOUT, std::nullopt).Arriving({"POST /start a=1"})},
+         kNotKnown, Done(L"first").Then(REQ_STATUS_TIMEOUT, std::nullopt).Arriving({"POST /start a=1"}),
+         Done(L"first").Then(REQ_STATUS_FAILED, std::nullopt).Arriving({"POST /start a=1"})},
         // The module does not read the page of a 404.
         {"AnUnreadPageOf100Kilobytes", FirstSends(MakeAnswer(404, std::string(100 * 1024, 'u'))),
          Ends(REQ_STATUS_HTTP_ERROR).Then(REQ_STATUS_DONE, L"page of /second")},

@@ -86,6 +86,10 @@ HostileServe SendsAndStays(std::string bytes)
 
 std::vector<HostileExpectation> HostileRow::Expected() const
 {
+    if (WineVersion() >= 10 && fromWine10.has_value())
+    {
+        return {*fromWine10};
+    }
     if (!IsWine() || !underWine.has_value())
     {
         return expected.outcomes.empty() ? std::vector<HostileExpectation>{} : std::vector{expected};

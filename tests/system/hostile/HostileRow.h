@@ -81,6 +81,7 @@ struct HostileRow
     HostileExpectation expected = kNotKnown;
     // What Wine makes of it where it differs from Windows, or where Windows is not known.
     std::optional<HostileExpectation> underWine = std::nullopt;
+    std::optional<HostileExpectation> fromWine10 = std::nullopt;   // where that version differs from Wine 8
     std::optional<HostileExpectation> orUnderWine = std::nullopt;  // where that is left to chance
     size_t formSize = 0;         // of the first exchange, where it is not "a=1"
     unsigned long seconds = 15;  // the component's time-out
