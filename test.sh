@@ -32,10 +32,10 @@ esac
 export KVHTTP_BEGAN=$EPOCHSECONDS
 
 # Warnings are errors here, and only here: a person's own build is not to fail on one.
+export KVHTTP_WARNINGS_ARE_ERRORS=1
 configure()
 {
-  scripts/stage "configure $1" "build/logs/configure-$1.txt" \
-    cmake --preset "$1" -B "build/$1" -D CMAKE_COMPILE_WARNING_AS_ERROR=ON
+  scripts/stage "configure $1" "build/logs/configure-$1.txt" cmake --preset "$@"
 }
 
 build()
@@ -51,7 +51,7 @@ fi
 configure "$preset"
 build "build $preset" "$preset"
 if command -v clang-tidy-19 > /dev/null; then
-  configure mingw-clang
+  configure mingw-clang -D CMAKE_COMPILE_WARNING_AS_ERROR=ON
   build "clang and clang-tidy on src" mingw-clang
 else
   echo "== clang and clang-tidy on src: skipped, since clang-tidy-19 is not here"

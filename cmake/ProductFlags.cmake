@@ -5,8 +5,8 @@ add_library(kvhttp_flags INTERFACE)
 set(kvhttp_newest_GNU 14)
 set(kvhttp_newest_Clang 19)
 string(REGEX MATCH "^[0-9]+" kvhttp_compiler "${CMAKE_CXX_COMPILER_VERSION}")
-if(DEFINED kvhttp_newest_${CMAKE_CXX_COMPILER_ID} AND kvhttp_compiler GREATER kvhttp_newest_${CMAKE_CXX_COMPILER_ID})
-  set(CMAKE_COMPILE_WARNING_AS_ERROR OFF)
+if(CMAKE_HOST_UNIX AND kvhttp_compiler LESS_EQUAL "${kvhttp_newest_${CMAKE_CXX_COMPILER_ID}}")
+  list(PREPEND CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_SOURCE_DIR}/cmake/compile")
 endif()
 
 target_compile_definitions(kvhttp_flags INTERFACE

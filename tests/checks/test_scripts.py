@@ -118,6 +118,13 @@ class InstallPackagesTest(unittest.TestCase):
             self.assertEqual(run(INSTALL, *arguments).returncode, 2)
 
 
+class CompileTest(unittest.TestCase):
+    def test_warnings_are_errors_where_the_environment_says_so(self):
+        for asked, expected in (("", "of a file\n"), ("1", "of a file -Werror\n")):
+            result = run(os.path.join(ROOT, "cmake/compile"), "echo", "of a file", KVHTTP_WARNINGS_ARE_ERRORS=asked)
+            self.assertEqual(result.stdout, expected)
+
+
 class TestShTest(unittest.TestCase):
     def setUp(self):
         """A copy of test.sh among stand-ins that write down how they were called."""
@@ -151,9 +158,9 @@ class TestShTest(unittest.TestCase):
         self.assertEqual(code, 0)
         self.assertEqual(calls, [
             "scripts/install-packages test",
-            "cmake --preset mingw-release -B build/mingw-release -D CMAKE_COMPILE_WARNING_AS_ERROR=ON",
+            "cmake --preset mingw-release",
             "cmake --build build/mingw-release",
-            "cmake --preset mingw-clang -B build/mingw-clang -D CMAKE_COMPILE_WARNING_AS_ERROR=ON",
+            "cmake --preset mingw-clang -D CMAKE_COMPILE_WARNING_AS_ERROR=ON",
             "cmake --build build/mingw-clang",
             "scripts/wine-run",
             "scripts/wine-run --start",
