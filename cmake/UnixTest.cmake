@@ -23,7 +23,8 @@ function(kvhttp_add_unix_test name)
   endif()
   if(arg_LOCK)
     # They run one after another: who begins with them has time for the others meanwhile.
-    set_tests_properties("${name}" PROPERTIES RESOURCE_LOCK "${arg_LOCK}" COST 100)
+    set_tests_properties("${name}" PROPERTIES RESOURCE_LOCK "${arg_LOCK}" COST 100
+      ENVIRONMENT "PYTHONDONTWRITEBYTECODE=1;KVHTTP_LOCK=${arg_LOCK}")
   endif()
 endfunction()
 

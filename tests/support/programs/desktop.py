@@ -1,6 +1,6 @@
 """A desktop of the tests' own: an X server without a screen, and a Wine prefix whose windows appear on it. Wine
 keeps one desktop for a prefix, on the display of the program that came first: hence a prefix apart from that of
-all other tests, for one test at a time."""
+all other tests, for one test at a time of those that have the same lock in ctest."""
 import fcntl
 import os
 import subprocess
@@ -8,7 +8,7 @@ import subprocess
 from program import CannotStart, Program, await_true, plain_environment
 from wine import ROOT, WINE_RUN
 
-PREFIX = os.path.join(ROOT, "build", "wineprefix-desktop")
+PREFIX = os.path.join(ROOT, "build", "wineprefix-" + os.environ.get("KVHTTP_LOCK", "desktop"))
 # Wine keeps its own frame around windows that no window manager manages. Without this setting it waits two seconds
 # for one, each time that a window goes.
 UNMANAGED = ["reg", "add", r"HKCU\Software\Wine\X11 Driver", "/v", "Managed", "/d", "N", "/f"]

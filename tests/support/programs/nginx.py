@@ -122,7 +122,8 @@ def make_certificate(folder, host, days):
         file.write(AUTHORITY.format(folder=folder))
     with open(os.path.join(folder, "certificates"), "w", encoding="utf-8"):
         pass
-    openssl("req", "-new", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-subj", "/CN=" + host, "-out", request)
+    openssl("req", "-new", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-keyout", key,
+            "-subj", "/CN=" + host, "-out", request)
     openssl("ca", "-batch", "-selfsign", "-notext", "-config", authority, "-keyfile", key, "-in", request,
             "-startdate", days_from_now(-30), "-enddate", days_from_now(days),
             "-out", os.path.join(folder, "certificate"))

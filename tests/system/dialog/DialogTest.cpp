@@ -300,7 +300,7 @@ decltype(InternetSetOptionW)* g_pfnSetOption = nullptr;
 
 BOOL WINAPI SetOptionWithALongTimeout(HINTERNET hInternet, DWORD dwOption, LPVOID pBuffer, DWORD dwLength)
 {
-    DWORD dwLong = 3000;
+    DWORD dwLong = 2000;
     return g_pfnSetOption(hInternet, dwOption,
                           dwOption == INTERNET_OPTION_RECEIVE_TIMEOUT ? &dwLong : pBuffer, dwLength);
 }
