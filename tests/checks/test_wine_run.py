@@ -133,13 +133,18 @@ class WineRunTest(unittest.TestCase):
         shutil.rmtree(self.prefix)
         processes = [subprocess.Popen([WINE_RUN, "x"], env=self.environment(ACT="exit 0")) for _ in range(4)]
         self.assertEqual([process.wait(30) for process in processes], [0] * 4)
-        self.assertEqual(sorted(self.log()), ["boot"] + ["start"] * 4)
+        self.assertEqual(self.log(), ["boot", "server -k", "server -w"] + ["start"] * 4)
         self.assertTrue(os.path.exists(os.path.join(self.prefix, "ready")))
 
     def test_start_tells_whether_the_server_was_alive(self):
         self.assertEqual(self.run_script("--start").returncode, 0)
         self.assertEqual(self.log(), ["server -p", "boot"])
         self.assertEqual(self.run_script("--start", RUNNING="1").returncode, 3)
+
+    def test_a_new_prefix_leaves_no_server_that_would_not_stay(self):
+        shutil.rmtree(self.prefix)
+        self.assertEqual(self.run_script("--start").returncode, 0)
+        self.assertEqual(self.log(), ["boot", "server -k", "server -w", "server -p", "boot"])
 
     def test_stop_ends_the_server_and_waits_for_it(self):
         shutil.rmtree(self.prefix)
