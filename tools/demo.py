@@ -18,7 +18,7 @@ from wine import PREFIX, WINE_RUN, WINE_TEST, CannotStart, demo_server, windows_
 
 LOGS = os.path.join(ROOT, "build", "logs")
 BUILD = os.path.join(ROOT, "build", "mingw-release")
-TARGETS = ("kvHttp", "PostForm", "DemoServer", "qnztraceX64")
+TARGETS = ("kvHttp", "PostForm", "DemoServer", "PrintingTrace")
 TRACE_LIBRARY = "qnztraceX64.dll"
 DATA = "name=Ada+Lovelace&city=Z%C3%BCrich&note=ä€𝄞".encode()
 CODES = """\
