@@ -32,6 +32,12 @@ public:
 
     void Join() const { WaitForSingleObject(m_hThread, INFINITE); }
 
+    // Ends it wherever it is, as a module may do. False when that has failed.
+    bool Kill() const
+    {
+        return TerminateThread(m_hThread, 0) && WaitForSingleObject(m_hThread, INFINITE) == WAIT_OBJECT_0;
+    }
+
 private:
     static unsigned __stdcall Run(void* pThis)
     {
