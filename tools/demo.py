@@ -18,7 +18,7 @@ from wine import PREFIX, WINE_RUN, WINE_TEST, CannotStart, demo_server, windows_
 
 LOGS = os.path.join(ROOT, "build", "logs")
 BUILD = os.path.join(ROOT, "build", "mingw-release")
-TARGETS = ("kvHttp", "PostForm", "DemoServer", "PrintingTrace")
+TARGETS = ("kvHttp", "PostForm", "DemoServer", "qnztraceX64", "tracecat")
 TRACE_LIBRARY = "qnztraceX64.dll"
 DATA = "name=Ada+Lovelace&city=Z%C3%BCrich&note=ä€𝄞".encode()
 CODES = """\
@@ -87,15 +87,29 @@ def build():
 
 @contextlib.contextmanager
 def placed_trace_library(programs):
-    """A trace library that prints, beside the module, which uses it then."""
+    """The trace library beside the module, which uses it then. What it has written is shown at the end."""
     place = os.path.join(programs, TRACE_LIBRARY)
     if os.path.exists(place):
         raise CannotBeSetUp(f"a trace library is beside the module already: {place}")
-    shutil.copy(os.path.join(programs, "..", "trace", TRACE_LIBRARY), place)
+    shutil.copy(os.path.join(programs, "..", "tracelib", TRACE_LIBRARY), place)
+    trace = os.path.join(LOGS, f"demo-trace-{os.getpid()}.log")
+    os.environ["QNZTRACE_FILE"] = windows_path(trace)
     try:
         yield
     finally:
         os.remove(place)
+        if os.path.exists(trace):
+            show_trace(programs, trace)
+            os.remove(trace)
+
+
+def show_trace(programs, trace):
+    for options in ([], ["--timeline"]):
+        print(f"== tracecat {' '.join(options)}", flush=True)
+        shown = subprocess.run([WINE_RUN, os.path.join(programs, "tracecat.exe"), *options, windows_path(trace)],
+                               stdin=subprocess.DEVNULL, capture_output=True, check=False)
+        sys.stdout.buffer.write(shown.stdout + shown.stderr)
+        sys.stdout.buffer.flush()
 
 
 @contextlib.contextmanager

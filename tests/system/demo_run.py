@@ -40,7 +40,8 @@ class ProgramTest(unittest.TestCase):
         # With a blank, as people's folders have them.
         self.work = self.enterContext(tempfile.TemporaryDirectory(prefix="kvhttp demo "))
         self.bin = os.path.join(self.work, "bin")
-        for name in ("bin/kvHttp.dll", "bin/PostForm.exe", "bin/DemoServer.exe", "trace/qnztraceX64.dll"):
+        for name in ("bin/kvHttp.dll", "bin/PostForm.exe", "bin/DemoServer.exe", "bin/tracecat.exe",
+                     "tracelib/qnztraceX64.dll"):
             place = os.path.join(self.work, name)
             os.makedirs(os.path.dirname(place), exist_ok=True)
             shutil.copy(os.path.join(BUILT, "..", name), place)
@@ -107,15 +108,15 @@ class DemoTest(ProgramTest):
         self.demo(0, "--file", "report.bin")
         self.prints("status 5  REQ_STATUS_SENDING", "status 9  REQ_STATUS_DONE", "note=ä€𝄞", "bytes so far",
                     "That is the checksum that the server told.", "All went well.")
-        self.lacks("[trace]")
+        self.lacks("tracecat")
         with open(os.path.join(self.work, "report.bin"), "rb") as file:
             report = file.read()
         self.prints("SHA-256 " + hashlib.sha256(report).hexdigest(), f"{len(report)} bytes")
 
     def test_shows_trace_records(self):
         self.demo(0, "--trace")
-        self.prints("[trace] Http Send request,", "[trace] --> CHttpRequest::SendRequest", "%6E%61%6D%65%3D%41%64%61",
-                    "[trace, error] download file [%s] is finished")
+        self.prints(" 2 | Http Send request,", " 2 | --> CHttpRequest::SendRequest", "%6E%61%6D%65%3D%41%64%61",
+                    " 8 |   download file [%s] is finished", "exchange 2 of 2: process")
         self.assertFalse(os.path.exists(os.path.join(self.bin, "qnztraceX64.dll")), "it is still beside the module")
 
     def test_leaves_a_trace_library_of_others_alone(self):
@@ -131,7 +132,7 @@ class DemoTest(ProgramTest):
             with self.subTest(browser=browser), tempfile.TemporaryDirectory() as folder, Proxy(folder) as proxy:
                 self.demo(0, "--trace", "--browser", browser, "--proxy", f"127.0.0.1:{proxy.port}")
                 self.prints("through the proxy 1.1 kvhttpproxy", "CProxyInfo::GetProxyInfo: " + record,
-                            "[trace] CHttpRequest::CheckInternetConnection: Use Proxy to connect to server.")
+                            "| CHttpRequest::CheckInternetConnection: Use Proxy to connect to server.")
                 self.assertRegex("\n".join(proxy.requests()), r"(?m)^POST http://127\.0\.0\.1:\d+/form ")
 
     def test_goes_past_proxies_where_the_browser_has_none(self):
