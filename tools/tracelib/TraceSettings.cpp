@@ -1,5 +1,7 @@
 #include "tracelib/TraceSettings.h"
 
+#include <algorithm>
+
 #include "base/ScopedHandle.h"
 #include "tracelib/TraceLine.h"
 

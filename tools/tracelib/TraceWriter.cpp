@@ -12,7 +12,7 @@ constexpr ULONGLONG kSlowMs = 50;
 constexpr DWORD kParkMs = 2000;
 constexpr DWORD kBeginMs = 100;
 constexpr DWORD kKillMs = 1000;
-constexpr int kTurnsToLeave = 300;
+constexpr ULONGLONG kLeaveMs = 500;
 constexpr size_t kMaxQueued = 4 * 1024 * 1024;
 constexpr size_t kBatch = 64 * 1024;
 constexpr size_t kStackBytes = 256 * 1024;
@@ -272,7 +272,8 @@ void CTraceWriter::WriteLines(const std::string& lines, unsigned long count)
 void CTraceWriter::Stop()
 {
     m_bIdle = true;
-    for (int turns = 0; m_inside != 0 && turns < kTurnsToLeave; ++turns)
+    // A thread that was killed inside never leaves.
+    for (const ULONGLONG end = GetTickCount64() + kLeaveMs; m_inside != 0 && GetTickCount64() < end;)
     {
         Sleep(1);
     }

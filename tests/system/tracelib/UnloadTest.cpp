@@ -15,9 +15,18 @@ using testing::SizeIs;
 namespace
 {
 
+// The next slot that a thread's values would be kept in.
+DWORD NextSlot()
+{
+    const DWORD dwSlot = TlsAlloc();
+    TlsFree(dwSlot);
+    return dwSlot;
+}
+
 TEST(TraceUnloadTest, LeavesNothingBehind)
 {
     CTracedFile file;
+    const DWORD dwSlot = NextSlot();
     ExpectNothingLeft(
         []
         {
@@ -27,6 +36,7 @@ TEST(TraceUnloadTest, LeavesNothingBehind)
             EXPECT_TRUE(library.Free());
         });
     EXPECT_TRUE(DeleteFileW(file.Path().c_str())) << "the file is still open";
+    EXPECT_EQ(NextSlot(), dwSlot);
 }
 
 TEST(TraceUnloadTest, LeavesNothingBehindWhenNothingWasTraced)
