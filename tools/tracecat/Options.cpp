@@ -1,6 +1,8 @@
 #include "tracecat/Options.h"
 
 #include <charconv>
+#include <string_view>
+#include <system_error>
 
 const char kUsage[] =
     "usage: tracecat [options] FILE\n"

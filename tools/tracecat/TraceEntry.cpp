@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <system_error>
 
 namespace
 {
