@@ -13,15 +13,21 @@ SOUND = {
     "README.md": "Run `./run --fast`; see [limits](docs/limits.md), `src/low/` and `build/mingw-release/bin/x.dll`.\n"
                  "| `Post(url)` | 9 `REQ_STATUS_DONE` |\n",
     "docs/limits.md": "Made with the preset `mingw-release`; sends `text/plain`.\n",
+    "docs/tracing.md": "| `Low` | host | |\n| `a (b)\u240A,` | 8 | |\n| `c,d=N,` | 2 | |\n| *a value* | 2 | |\n"
+                       "`QNZTRACE_FILE`\n\n## The viewer\n`--old`\n",
+    "tools/tracecat/Options.cpp": '"--old"\n',
+    "tools/tracelib/TraceSettings.cpp": 'L"QNZTRACE_FILE"\n',
     "run": "#!/bin/sh\n# --fast\n",
     "include/kvHttp/HttpRaw.h": "REQ_STATUS_DONE = 9\nvirtual HRESULT STDMETHODCALLTYPE Post(BSTR url) = 0;\n",
     "src/CMakeLists.txt": "add_subdirectory(low)\n",
     "src/low/CMakeLists.txt": "kvhttp_add_library(low\n  SOURCES Low.cpp\n  SYSTEM uuid)\n",
-    "src/low/Low.cpp": '#include "low/Low.h"\n#include "kvHttp/HttpRaw.h"\n',
+    "src/low/Low.cpp": '#include "low/Low.h"\n#include "kvHttp/HttpRaw.h"\n'
+                       'const CAutoFunTrace trace("Low\\n");\nTraceText(kTraceError, L"a (b)\\n");\n',
     "src/low/Low.h": "#include <windows.h>\n",
     "src/high/CMakeLists.txt": "kvhttp_add_library(part\n  SOURCES Part.cpp)\n"
                                "kvhttp_add_library(high\n  SOURCES High.cpp\n  DEPENDS low part)\n",
-    "src/high/High.cpp": '#include "high/Part.h"\n#include "low/Low.h"\n',
+    "src/high/High.cpp": '#include "high/Part.h"\n#include "low/Low.h"\n'
+                         'TraceTextVar(kTraceProgress, L"c", "d",\n    f(e, 1));\nTraceText(kTraceProgress, str);\n',
     "src/high/Part.cpp": '#include "high/Part.h"\n',
     "src/high/Part.h": "#pragma once\n",
 }
@@ -59,7 +65,7 @@ class CheckTest(unittest.TestCase):
                 os.remove(os.path.join(self.root, path))
 
     def test_sound_tree_passes(self):
-        for check in ("text", "layering", "documents"):
+        for check in ("text", "layering", "documents", "trace_records"):
             self.assertEqual(self.run_check(check), (0, ""), check)
 
     def test_text(self):
@@ -113,6 +119,21 @@ class CheckTest(unittest.TestCase):
                 ("README.md", "`REQ_STATUS_GONE`\n", "no  REQ_STATUS_GONE"),
         ):
             self.expect_fault("documents", path, text, message)
+
+    def test_trace_records(self):
+        document = SOUND["docs/tracing.md"]
+        for path, text, message in (
+                ("docs/tracing.md", document.replace("| `Low` | host | |\n", ""), "does not list the record  Low"),
+                ("docs/tracing.md", document.replace("| `c,d=N,` | 2 | |\n", ""), "does not list the record 2 c,d=?,"),
+                ("docs/tracing.md", "| `x` | 8 | |\n" + document, "lists the record 8 x, which is not there"),
+                ("docs/tracing.md", "| *another* | 2 | |\n" + document, "lists 2 records without a fixed text"),
+                ("docs/tracing.md", document + "`--new`\n", "lists the option --new"),
+                ("docs/tracing.md", "`QNZTRACE_GONE`\n" + document, "lists the setting QNZTRACE_GONE"),
+                ("src/new.cpp", 'const CAutoFunTrace trace("New");\n', "does not list the record  New"),
+                ("src/new.cpp", 'TraceText(kTraceError, L"a (b)" L"c");\n', "does not list the record 8 a (b)c,"),
+                ("src/new.cpp", 'TraceText(kTraceProgress, L"a (b)\\n");\n', "does not list the record 2 a (b)\u240A,"),
+        ):
+            self.expect_fault("trace_records", path, text, message)
 
 
 unittest.main()
