@@ -16,7 +16,11 @@ constexpr size_t kPage = 4096;
 constexpr size_t kArenaSize = size_t{1} << 36;
 [[maybe_unused]] const bool g_bAsks = CFailingHeap::UseOperators();
 
-constexpr std::uint64_t kMark = 0x6b76487474704775;
+constexpr std::uint64_t kArrayMark = 0x6b76487474704775;
+constexpr std::uint64_t kObjectMark = 0x6b7648747470476f;
+constexpr int kReleasedByte = 0xDD;
+// malloc's promise.
+constexpr size_t kAlignment = 16;
 
 // Stands right before the block, unaligned; the mark shows an underrun when the block is released.
 struct Header
@@ -28,6 +32,20 @@ struct Header
 std::atomic<size_t> g_liveArrays{0};
 std::atomic<size_t> g_liveObjects{0};
 std::atomic<size_t> g_arenaUsed{0};
+
+// The released blocks of one number of pages, in a ring. The oldest is used again once enough of them wait.
+struct Waiting
+{
+    static constexpr size_t kLeast = 64;
+    static constexpr size_t kMost = 1024;
+
+    std::uintptr_t blocks[kMost];
+    size_t oldest;
+    size_t count;
+};
+constexpr size_t kRecycledPages = 32;
+bool g_bRecycles = false;
+Waiting g_waiting[kRecycledPages + 1];
 
 [[noreturn]] void End(const char* pszReason)
 {
@@ -64,29 +82,97 @@ Header ReadHeader(const void* block)
     return header;
 }
 
-void* AllocateArray(size_t size)
+std::uintptr_t TakeNewPages(size_t pages)
 {
-    if (CFailingHeap::Refuses(size) || size > kArenaSize / 4)
-    {
-        return nullptr;
-    }
-    const size_t cbPages = PagesFor(size) * kPage;
+    const size_t cbPages = pages * kPage;
     const size_t offset = g_arenaUsed.fetch_add(cbPages + kPage);
     if (offset + cbPages + kPage > kArenaSize)
     {
         End("the address space is used up");
     }
     const std::uintptr_t first = Arena() + offset;
-    if (VirtualAlloc(reinterpret_cast<void*>(first), cbPages, MEM_COMMIT, PAGE_READWRITE) == nullptr)
+    return VirtualAlloc(reinterpret_cast<void*>(first), cbPages, MEM_COMMIT, PAGE_READWRITE) != nullptr
+               ? first
+               : 0;
+}
+
+std::uintptr_t TakePages(size_t pages)
+{
+    if (!g_bRecycles || pages > kRecycledPages)
+    {
+        return TakeNewPages(pages);
+    }
+    Waiting& waiting = g_waiting[pages];
+    if (waiting.count < Waiting::kLeast)
+    {
+        return TakeNewPages(pages);
+    }
+    const std::uintptr_t first = waiting.blocks[waiting.oldest];
+    waiting.oldest = (waiting.oldest + 1) % Waiting::kMost;
+    --waiting.count;
+    const char* const bytes = reinterpret_cast<const char*>(first);
+    if (*bytes != static_cast<char>(kReleasedByte) || std::memcmp(bytes, bytes + 1, pages * kPage - 1) != 0)
+    {
+        End("a block was written after its release");
+    }
+    return first;
+}
+
+void GivePages(std::uintptr_t first, size_t pages)
+{
+    if (g_bRecycles && pages <= kRecycledPages && g_waiting[pages].count < Waiting::kMost)
+    {
+        Waiting& waiting = g_waiting[pages];
+        std::memset(reinterpret_cast<void*>(first), kReleasedByte, pages * kPage);
+        waiting.blocks[(waiting.oldest + waiting.count) % Waiting::kMost] = first;
+        ++waiting.count;
+        return;
+    }
+    if (!VirtualFree(reinterpret_cast<void*>(first), pages * kPage, MEM_DECOMMIT))
+    {
+        End("a block could not be released");
+    }
+}
+
+void* AllocateGuarded(size_t size, std::uint64_t mark)
+{
+    const size_t pages = PagesFor(size);
+    const std::uintptr_t first = TakePages(pages);
+    if (first == 0)
     {
         return nullptr;
     }
-    char* block = reinterpret_cast<char*>(first + cbPages - size);
-    const Header header = {size, kMark};
+    char* block = reinterpret_cast<char*>(first + pages * kPage - size);
+    const Header header = {size, mark};
     std::memcpy(block - sizeof(Header), &header, sizeof(Header));
     // Not zero, so that a text left without its terminator runs into the guard.
     std::memset(block, 0xA5, size);
-    ++g_liveArrays;
+    return block;
+}
+
+void ReleaseGuarded(void* block, std::uint64_t mark, std::uint64_t otherMark) noexcept
+{
+    const Header header = ReadHeader(block);
+    if (header.mark == otherMark)
+    {
+        End("delete and delete[] are mixed up");
+    }
+    if (header.mark != mark)
+    {
+        End("the bytes before a block were overwritten, or it was released twice");
+    }
+    const size_t pages = PagesFor(header.size);
+    GivePages(reinterpret_cast<std::uintptr_t>(block) + header.size - pages * kPage, pages);
+}
+
+void* AllocateArray(size_t size)
+{
+    if (CFailingHeap::Refuses(size) || size > kArenaSize / 4)
+    {
+        return nullptr;
+    }
+    void* const block = AllocateGuarded(size, kArrayMark);
+    g_liveArrays += block != nullptr ? 1 : 0;
     return block;
 }
 
@@ -100,27 +186,19 @@ void ReleaseArray(void* block) noexcept
     {
         End("delete[] of a block that new[] did not make");
     }
-    const Header header = ReadHeader(block);
-    if (header.mark != kMark)
-    {
-        End("the bytes before an array were overwritten");
-    }
-    const size_t cbPages = PagesFor(header.size) * kPage;
-    const std::uintptr_t end = reinterpret_cast<std::uintptr_t>(block) + header.size;
-    if (!VirtualFree(reinterpret_cast<void*>(end - cbPages), cbPages, MEM_DECOMMIT))
-    {
-        End("a block could not be released");
-    }
+    ReleaseGuarded(block, kArrayMark, kObjectMark);
     --g_liveArrays;
 }
 
 void* AllocateObject(size_t size)
 {
-    void* block = CFailingHeap::Refuses(size) ? nullptr : std::malloc(size != 0 ? size : 1);
-    if (block != nullptr)
+    if (CFailingHeap::Refuses(size))
     {
-        ++g_liveObjects;
+        return nullptr;
     }
+    const bool bGuarded = g_bRecycles && size != 0 && size % kAlignment == 0;
+    void* const block = bGuarded ? AllocateGuarded(size, kObjectMark) : std::malloc(size != 0 ? size : 1);
+    g_liveObjects += block != nullptr ? 1 : 0;
     return block;
 }
 
@@ -132,9 +210,12 @@ void ReleaseObject(void* block) noexcept
     }
     if (IsInArena(block))
     {
-        End("delete of a block that new[] made");
+        ReleaseGuarded(block, kObjectMark, kArrayMark);
     }
-    std::free(block);
+    else
+    {
+        std::free(block);
+    }
     --g_liveObjects;
 }
 
@@ -148,6 +229,11 @@ void* OrThrow(void* block)
 }
 
 }  // namespace
+
+void CGuardedHeap::RecycleBlocks()
+{
+    g_bRecycles = true;
+}
 
 size_t CGuardedHeap::LiveArrays()
 {
@@ -167,7 +253,8 @@ size_t CGuardedHeap::SizeOf(const void* array)
     {
         return 0;
     }
-    return ReadHeader(array).size;
+    const Header header = ReadHeader(array);
+    return header.mark == kArrayMark ? header.size : 0;
 }
 
 void* operator new(size_t size)

@@ -1,35 +1,24 @@
-// Random operations on CStringEx, each compared with the same on a std::wstring. The blocks lie against
-// guard pages, so an overrun ends the program.
-#include <gtest/gtest.h>
-
+// Operations on a string, each beside the same on a std::wstring.
 #include <algorithm>
 #include <cwchar>
-#include <cwctype>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "base/StringEx.h"
-#include "fuzz/SeededRandom.h"
+#include "fuzz/Choices.h"
+#include "fuzz/FuzzTarget.h"
 #include "support/guarded_heap/GuardedHeap.h"
 
 namespace
 {
 
-constexpr std::wstring_view kAlphabet = L"aabbAB/\\.\u00E9\u20AC";
-constexpr std::wstring_view kAsciiAlphabet = L"abAB/\\.%";
+constexpr wchar_t kAlphabet[] = L"aabbAB/\\.\u00E9\u20AC";
+constexpr wchar_t kAsciiAlphabet[] = L"abAB/\\.%";
 constexpr size_t kLongest = 300;
-constexpr int kSteps = 20'000;
-constexpr std::chrono::milliseconds kTimeLimit{1500};
 
 std::string Narrow(const std::wstring& ascii)
 {
-    std::string text;
-    for (const wchar_t ch : ascii)
-    {
-        text += static_cast<char>(ch);
-    }
-    return text;
+    return std::string(ascii.begin(), ascii.end());
 }
 
 // Models of the operations that std::wstring does not have.
@@ -80,7 +69,7 @@ int AsIndex(size_t position)
 class CPair
 {
 public:
-    explicit CPair(CSeededRandom& random) : m_random(random) {}
+    explicit CPair(CChoices& choices) : m_choices(choices) {}
 
     // Returns the operation's name for the failure message.
     const char* Step()
@@ -91,7 +80,7 @@ public:
             m_model.clear();
             return "Empty";
         }
-        switch (m_random.Between(0, 15))
+        switch (m_choices.Between(0, 15))
         {
             case 0:
                 return Assign();
@@ -133,15 +122,14 @@ public:
 
     std::string Describe() const
     {
-        return "expected " + testing::PrintToString(m_model) + ", got " +
-               testing::PrintToString(std::wstring(m_str.c_str())) +
+        return "expected " + Shown(m_model) + ", got " + Shown(std::wstring_view(m_str.c_str())) +
                (m_bResultAgrees ? "" : ", and another result of the call");
     }
 
 private:
-    std::wstring Text() { return m_random.Text(kAlphabet, 12); }
+    std::wstring Text() { return m_choices.Text(kAlphabet, 12); }
     int Length() const { return static_cast<int>(m_model.size()); }
-    int AnyIndex() { return m_random.Between(-2, Length() + 3); }
+    int AnyIndex() { return m_choices.Between(-2, Length() + 3); }
 
     void ExpectResult(int got, int expected) { m_bResultAgrees = got == expected; }
 
@@ -154,14 +142,14 @@ private:
 
     const char* AssignNarrow()
     {
-        m_model = m_random.Text(kAsciiAlphabet, 12);
+        m_model = m_choices.Text(kAsciiAlphabet, 12);
         m_str = Narrow(m_model).c_str();
         return "assign narrow";
     }
 
     const char* SetUtf8()
     {
-        const std::wstring text = m_random.Text(kAsciiAlphabet, 6);
+        const std::wstring text = m_choices.Text(kAsciiAlphabet, 6);
         ExpectResult(m_str.SetUTF8(Narrow(text).c_str()), text.empty() ? FALSE : TRUE);
         m_model = text.empty() ? m_model : text;
         return "SetUTF8";
@@ -171,7 +159,7 @@ private:
     {
         CStringEx strCopy(m_str);
         m_str = L"something else";
-        if (m_random.Between(0, 1) == 0)
+        if (m_choices.Between(0, 1) == 0)
         {
             m_str = strCopy;
         }
@@ -185,7 +173,7 @@ private:
     const char* Append()
     {
         const std::wstring text = Text();
-        if (m_random.Between(0, 1) == 0 && !text.empty())
+        if (m_choices.Between(0, 1) == 0 && !text.empty())
         {
             m_str.AppendChar(text[0]);
             m_model += text[0];
@@ -198,7 +186,7 @@ private:
 
     const char* AppendOwn()
     {
-        const size_t from = static_cast<size_t>(m_random.Between(0, Length()));
+        const size_t from = static_cast<size_t>(m_choices.Between(0, Length()));
         m_str += m_str.c_str() + from;
         m_model += std::wstring(m_model, from);
         return "append its own text";
@@ -208,7 +196,7 @@ private:
     {
         const int start = AnyIndex();
         const int count = AnyIndex();
-        switch (m_random.Between(0, 2))
+        switch (m_choices.Between(0, 2))
         {
             case 0:
                 m_str = m_str.Mid(start, count);
@@ -227,9 +215,9 @@ private:
 
     const char* Find()
     {
-        const std::wstring sub = m_random.Text(kAlphabet, 3);
+        const std::wstring sub = m_choices.Text(kAlphabet, 3);
         const bool bEmpty = m_model.empty();
-        if (m_random.Between(0, 1) == 0)
+        if (m_choices.Between(0, 1) == 0)
         {
             ExpectResult(m_str.Find(sub.c_str()), bEmpty ? -1 : AsIndex(m_model.find(sub)));
             return "Find";
@@ -241,7 +229,7 @@ private:
     const char* Delete()
     {
         const int index = AnyIndex();
-        const int count = m_random.Between(0, Length() + 3);
+        const int count = m_choices.Between(0, Length() + 3);
         if (index >= 0 && index <= Length())
         {
             m_model.erase(static_cast<size_t>(index), static_cast<size_t>(count));
@@ -252,8 +240,8 @@ private:
 
     const char* Replace()
     {
-        const std::wstring oldText = m_random.Text(kAlphabet, 3);
-        const std::wstring newText = m_random.Text(kAlphabet, 5);
+        const std::wstring oldText = m_choices.Text(kAlphabet, 3);
+        const std::wstring newText = m_choices.Text(kAlphabet, 5);
         const int expected = ModelReplace(m_model, oldText, newText);
         ExpectResult(m_str.Replace(oldText.c_str(), newText.c_str()), expected);
         return "Replace";
@@ -261,7 +249,7 @@ private:
 
     const char* PathAppend()
     {
-        const std::wstring file = m_random.Text(L"//\\\\ab", 6);
+        const std::wstring file = m_choices.Text(L"//\\\\ab", 6);
         ModelPathAppend(m_model, file);
         m_str.PathAppend(file.c_str());
         return "PathAppend";
@@ -269,7 +257,7 @@ private:
 
     const char* Write()
     {
-        const std::wstring text = m_random.Text(kAlphabet, 30);
+        const std::wstring text = m_choices.Text(kAlphabet, 30);
         // Two more than the text it may hold now: a request for one more keeps the block.
         wchar_t* buffer = m_str.GetBuffer(std::max(Length() + 2, static_cast<int>(text.size())));
         m_bResultAgrees = buffer != nullptr && m_str.GetBuffer(1) == nullptr;
@@ -285,7 +273,7 @@ private:
     const char* MakeLower()
     {
         // Only the letters that every locale knows.
-        const std::wstring text = m_random.Text(kAsciiAlphabet, 12);
+        const std::wstring text = m_choices.Text(kAsciiAlphabet, 12);
         m_str = text.c_str();
         m_str.MakeLower();
         m_model = text;
@@ -296,97 +284,26 @@ private:
         return "MakeLower";
     }
 
-    CSeededRandom& m_random;
+    CChoices& m_choices;
     CStringEx m_str;
     std::wstring m_model;
     bool m_bResultAgrees = true;
 };
 
-TEST(StringExFuzzTest, AgreesWithAModelOnRandomOperations)
+}  // namespace
+
+std::string CheckString(std::string_view input)
 {
-    CSeededRandom random;
-    const CTimeLimit limit(kTimeLimit);
-    const size_t liveBefore = CGuardedHeap::LiveArrays();
+    CChoices choices(input);
+    CPair pair(choices);
+    std::string operations;
+    while (!choices.AtEnd())
     {
-        CPair pair(random);
-        std::vector<const char*> lastOperations;
-        for (int step = 0; step < kSteps && !limit.IsOver(); ++step)
+        operations += std::string(operations.empty() ? "" : ", ") + pair.Step();
+        if (!pair.Agrees())
         {
-            lastOperations.push_back(pair.Step());
-            if (!pair.Agrees())
-            {
-                const size_t from = lastOperations.size() - std::min<size_t>(lastOperations.size(), 5);
-                FAIL() << "seed " << random.Seed() << ", step " << step << ": " << pair.Describe()
-                       << "\nlast operations: "
-                       << testing::PrintToString(std::vector<std::string>(
-                              lastOperations.begin() + static_cast<std::ptrdiff_t>(from),
-                              lastOperations.end()));
-            }
+            return operations + ": " + pair.Describe();
         }
     }
-    EXPECT_EQ(CGuardedHeap::LiveArrays(), liveBefore) << "seed " << random.Seed();
+    return "";
 }
-
-std::wstring RandomConversion(CSeededRandom& random, std::wstring_view flags, int greatestPrecision)
-{
-    std::wstring text = L"%" + random.Text(flags, 2);
-    if (random.Between(0, 1) == 0)
-    {
-        text += std::to_wstring(random.Between(1, 200));
-    }
-    if (random.Between(0, 1) == 0)
-    {
-        text += L'.' + std::to_wstring(random.Between(0, greatestPrecision));
-    }
-    return text;
-}
-
-wchar_t OneOf(CSeededRandom& random, std::wstring_view characters)
-{
-    return characters[static_cast<size_t>(random.Between(0, static_cast<int>(characters.size()) - 1))];
-}
-
-std::wstring RandomFormat(CSeededRandom& random)
-{
-    // Wine's C runtime overruns a buffer of its own when an integer has '#' and a width filled with
-    // zeros, or a precision above 20 or so: neither is asked of it.
-    return random.Text(L"a=;", 3) + RandomConversion(random, L"-+0 ", 15) + OneOf(random, L"diuxXo") + L"%%" +
-           RandomConversion(random, L"-", 150) + L's' + random.Text(L"z", 2) +
-           RandomConversion(random, L"-+0 #", 150) + OneOf(random, L"fegG");
-}
-
-TEST(StringExFuzzTest, FormatsAsTheCRuntimeDoesUpToItsEstimate)
-{
-    CSeededRandom random;
-    const CTimeLimit limit(kTimeLimit);
-    std::vector<wchar_t> expected(4096);
-    for (int step = 0; step < 3'000 && !limit.IsOver(); ++step)
-    {
-        const std::wstring format = RandomFormat(random);
-        const int number = random.Between(-2'000'000'000, 2'000'000'000);
-        const std::wstring text = random.Text(kAlphabet, 250);
-        const double fraction =
-            random.Between(-1'000'000, 1'000'000) * (random.Between(0, 1) == 0 ? 1e-9 : 1e290);
-
-        const auto pfnEstimate = [](const wchar_t* pszFormat, ...)
-        {
-            va_list args;
-            va_start(args, pszFormat);
-            const int length = CStringEx::GetFormatLength(pszFormat, args);
-            va_end(args);
-            return length;
-        };
-        const int estimate = pfnEstimate(format.c_str(), number, text.c_str(), fraction);
-        const int length =
-            _snwprintf(expected.data(), expected.size(), format.c_str(), number, text.c_str(), fraction);
-        ASSERT_GE(length, 0);
-
-        CStringEx str;
-        str.Format(format.c_str(), number, text.c_str(), fraction);
-        ASSERT_EQ(std::wstring(str.c_str()),
-                  std::wstring(expected.data(), static_cast<size_t>(std::min(length, estimate))))
-            << "seed " << random.Seed() << ", step " << step << ", format " << testing::PrintToString(format);
-    }
-}
-
-}  // namespace
