@@ -318,9 +318,11 @@ std::string CheckFormat(std::string_view input)
     static wchar_t s_text[8192];
     const int length = _vsnwprintf(s_text, std::size(s_text), format.Text().c_str(), ListOf(s));
     const int estimate = CEstimate(format.Text(), s).Total();
-    const std::wstring expected(s_text, static_cast<size_t>(std::clamp(length, 0, estimate)));
-    CStringEx str(
-        choices.OneIn(2) ? L"" : std::wstring(static_cast<size_t>(choices.Between(0, 400)), L'o').c_str());
+    const std::wstring before(static_cast<size_t>(choices.OneIn(2) ? 0 : choices.Between(0, 400)), L'o');
+    CStringEx str(before.c_str());
+    // A block that has just as many characters as are estimated is kept: then the terminator takes the last.
+    const int room = static_cast<int>(before.size()) + 1 == estimate ? estimate - 1 : estimate;
+    const std::wstring expected(s_text, static_cast<size_t>(std::clamp(length, 0, room)));
     str.Format(format.Text().c_str(), s[0], s[1], s[2], s[3], s[4], s[5], s[6], s[7], s[8], s[9], s[10],
                s[11]);
     return Difference(Shown(format.Text()), Shown(expected), Shown(std::wstring_view(str.c_str())));

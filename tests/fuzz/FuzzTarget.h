@@ -32,14 +32,14 @@ std::string CheckUrl(std::string_view input);
 inline constexpr CFuzzTarget kFuzzTargets[] = {
     {"encoding", 120, CheckEncoding},
     {"format", 80, CheckFormat},
-    {"preferences", 120, CheckPreferences},
+    {"preferences", 60, CheckPreferences},
     {"preference_line", 60, CheckPreferenceLine},
     {"profiles_ini", 60, CheckProfilesIni},
     {"proxy_list", 100, CheckProxyList},
     {"record", 40, CheckRecord},
-    {"redirect", 60, CheckRedirect},
+    {"redirect", 30, CheckRedirect},
     {"string", 120, CheckString},
-    {"url", 60, CheckUrl},
+    {"url", 30, CheckUrl},
 };
 
 template <typename Char>

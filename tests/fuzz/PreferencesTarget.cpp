@@ -192,7 +192,7 @@ std::string ShownEntry(const std::string& name, const std::string& value)
 std::string CheckPreferences(std::string_view input)
 {
     CChoices choices(input);
-    const std::string text = choices.Pieces(kPieces, 60);
+    const std::string text = choices.Pieces(kPieces, 40);
     const std::vector<Entry> entries = CModel(text).Read();
     CProfile profile;
     std::string copy = text;
@@ -205,12 +205,11 @@ std::string CheckPreferences(std::string_view input)
     }
     for (const std::string& name : names)
     {
-        const std::string difference = Difference("the preference " + Shown(name) + " of " + Shown(text),
-                                                  name.find('\0') == kNone ? Expected(entries, name) : "none",
-                                                  ShownValue(profile.GetPref(name.c_str())));
-        if (!difference.empty())
+        const std::string expected = name.find('\0') == kNone ? Expected(entries, name) : "none";
+        const std::string got = ShownValue(profile.GetPref(name.c_str()));
+        if (expected != got)
         {
-            return difference;
+            return Difference("the preference " + Shown(name) + " of " + Shown(text), expected, got);
         }
     }
     return "";

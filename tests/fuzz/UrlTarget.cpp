@@ -94,7 +94,7 @@ std::string CheckUrl(std::string_view input)
 {
     CChoices choices(input);
     CUrlComponents split;
-    while (!choices.AtEnd())
+    for (int left = choices.Between(1, 2); left > 0; --left)
     {
         std::wstring url = choices.OneIn(2) ? L"http://" : L"";
         url += choices.Pieces(kPieces, 10);
