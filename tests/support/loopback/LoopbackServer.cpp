@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <utility>
 
 namespace
@@ -141,6 +142,25 @@ size_t CLoopbackServer::CountConnections() const
     return m_cConnections;
 }
 
+void CLoopbackServer::Forget()
+{
+    std::list<CWorker> ended;
+    {
+        const CExclusiveLock lock(m_lock);
+        m_requests.clear();
+        for (auto worker = m_workers.begin(); worker != m_workers.end();)
+        {
+            const auto next = std::next(worker);
+            if (worker->bEnded)
+            {
+                ended.splice(ended.end(), m_workers, worker);
+            }
+            worker = next;
+        }
+    }
+    Join(ended);
+}
+
 bool CLoopbackServer::AwaitIdle(DWORD dwMilliseconds)
 {
     {
@@ -166,7 +186,7 @@ void CLoopbackServer::Stop()
         return;
     }
     SetEvent(m_hStop);
-    Join(std::exchange(m_hAcceptThread, nullptr));
+    ::Join(std::exchange(m_hAcceptThread, nullptr));
     JoinWorkers();
     closesocket(m_listener);
 }
@@ -198,7 +218,7 @@ void CLoopbackServer::Accept()
 void CLoopbackServer::StartWorker(SOCKET socket)
 {
     const CExclusiveLock lock(m_lock);
-    CWorker& worker = m_workers.emplace_back(CWorker{this, socket, nullptr});
+    CWorker& worker = m_workers.emplace_back(CWorker{this, socket, nullptr, false});
     ++m_cServing;
     ++m_cConnections;
     worker.hThread = StartThread(ConnectionProc, &worker);
@@ -210,15 +230,15 @@ void CLoopbackServer::StartWorker(SOCKET socket)
 
 unsigned __stdcall CLoopbackServer::ConnectionProc(void* worker)
 {
-    const CWorker* const pWorker = static_cast<const CWorker*>(worker);
-    pWorker->pServer->Serve(pWorker->socket);
+    CWorker* const pWorker = static_cast<CWorker*>(worker);
+    pWorker->pServer->Serve(*pWorker);
     return 0;
 }
 
-void CLoopbackServer::Serve(SOCKET socket)
+void CLoopbackServer::Serve(CWorker& worker)
 {
     {
-        CLoopbackConnection connection(socket, m_hStop, m_hRelease);
+        CLoopbackConnection connection(worker.socket, m_hStop, m_hRelease);
         std::string received;
         CLoopbackRequest request;
         if (m_mode == READ_NOTHING)
@@ -238,6 +258,7 @@ void CLoopbackServer::Serve(SOCKET socket)
     {
         const CExclusiveLock lock(m_lock);
         --m_cServing;
+        worker.bEnded = true;
     }
     WakeAllConditionVariable(&m_changed);
 }
@@ -292,8 +313,13 @@ void CLoopbackServer::JoinWorkers()
         const CExclusiveLock lock(m_lock);
         workers.swap(m_workers);
     }
+    Join(workers);
+}
+
+void CLoopbackServer::Join(const std::list<CWorker>& workers)
+{
     for (const CWorker& worker : workers)
     {
-        Join(worker.hThread);
+        ::Join(worker.hThread);
     }
 }

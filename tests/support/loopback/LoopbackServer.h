@@ -45,6 +45,9 @@ public:
 
     size_t CountConnections() const;
 
+    // Gives back what has been recorded, and what the ended connections held: for servers that work for long.
+    void Forget();
+
     // Waits until no connection is open and gives back what the ended ones held; false when one still is
     // open after that time.
     bool AwaitIdle(DWORD dwMilliseconds);
@@ -61,16 +64,18 @@ private:
         CLoopbackServer* pServer;
         SOCKET socket;
         HANDLE hThread;
+        bool bEnded;
     };
 
     static unsigned __stdcall AcceptProc(void* server);
     static unsigned __stdcall ConnectionProc(void* worker);
     void Accept();
-    void Serve(SOCKET socket);
+    void Serve(CWorker& worker);
     void ServeRequest(const CLoopbackRequest& request, CLoopbackConnection& connection);
     bool ReadRequest(CLoopbackConnection& connection, std::string& received, CLoopbackRequest& request) const;
     void StartWorker(SOCKET socket);
     void JoinWorkers();
+    static void Join(const std::list<CWorker>& workers);
 
     const Script m_script;
     const ReadMode m_mode;
