@@ -6,11 +6,13 @@ usage()
 {
   cat << 'END'
 usage: ./test.sh [--filter REGEX] [--preset NAME]
+       ./test.sh --full [STAGE...]
 Installs the packages that are missing (as root, or through sudo), builds everything with warnings as
 errors, lets clang and clang-tidy read the product, and runs the tests under Wine. How many tests
 passed comes last; the exit code is 0 only when all went well. What was printed meanwhile is in build/logs.
   --filter REGEX  run only the tests whose names match (ctest -R), each in a process of its own
-  --preset NAME   mingw-release (what ships, and the default), mingw-debug or mingw-coverage
+  --preset NAME   mingw-release (what ships, and the default), mingw-debug, mingw-guarded or mingw-coverage
+  --full          all of that and what takes longer: scripts/full --help
 END
 }
 
@@ -21,12 +23,13 @@ while [ $# -gt 0 ]; do
   case $1 in
     --filter) selection=(-R "${2:?--filter needs a regular expression}"); shift 2 ;;
     --preset) preset=${2:?--preset needs a name}; shift 2 ;;
+    --full) shift; exec scripts/full "$@" ;;
     --help) usage; exit 0 ;;
     *) usage >&2; exit 2 ;;
   esac
 done
 case $preset in
-  mingw-release | mingw-debug | mingw-coverage) ;;
+  mingw-release | mingw-debug | mingw-guarded | mingw-coverage) ;;
   *) echo "test.sh: there are no tests to run in the preset '$preset'" >&2; exit 2 ;;
 esac
 export KVHTTP_BEGAN=$EPOCHSECONDS

@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 #include <psapi.h>
 
-#include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -71,6 +71,7 @@ constexpr Kind kKinds[] = {
     {"/halves", END_OVERTAKE},
     {"/keep", END_FILE},
 };
+constexpr int kKindCount = static_cast<int>(std::size(kKinds));
 constexpr Kind kTimeout = {"/stall", END_TIMEOUT, REQ_STATUS_TIMEOUT};
 // It takes a second.
 constexpr int kTimeoutEvery = 200;
@@ -89,9 +90,9 @@ public:
     void Exchange(int number)
     {
         const Kind& kind =
-            number % kTimeoutEvery == kTimeoutEvery - 1 ? kTimeout : kKinds[number % std::size(kKinds)];
+            number % kTimeoutEvery == kTimeoutEvery - 1 ? kTimeout : kKinds[number % kKindCount];
         // Each kind meets each component, and as often a fresh one.
-        const int place = number / static_cast<int>(std::size(kKinds)) % (2 * kReused);
+        const int place = number / kKindCount % (2 * kReused);
         CHttpRawHost fresh;
         CHttpRawHost& host = place < kReused ? *m_reused[place] : fresh;
         Run(kind, host, "soak=" + std::to_string(number));
@@ -114,9 +115,8 @@ public:
         memory.cb = sizeof(memory);
         GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),
                              sizeof(memory));
-        std::printf("sample: exchanges=%d handles=%d threads=%d kilobytes=%llu gdi=%lu user=%lu\n", number,
-                    CountHandles(), CountThreads(),
-                    static_cast<unsigned long long>(memory.PrivateUsage / 1024),
+        std::printf("sample: exchanges=%d handles=%d threads=%d kilobytes=%lu gdi=%lu user=%lu\n", number,
+                    CountHandles(), CountThreads(), static_cast<unsigned long>(memory.PrivateUsage / 1024),
                     GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS),
                     GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS));
         std::fflush(stdout);
@@ -170,7 +170,7 @@ private:
 
 TEST(SoakTest, ExchangesOfAllKindsOneAfterAnotherEndAsTheyShould)
 {
-    const int exchanges = SoakNumber("KVHTTP_SOAK_EXCHANGES", 2 * static_cast<int>(std::size(kKinds)));
+    const int exchanges = SoakNumber("KVHTTP_SOAK_EXCHANGES", 2 * kKindCount);
     const std::unique_ptr<CSoak> soak = std::make_unique<CSoak>();
     for (int number = 0; number < exchanges && !HasFailure(); ++number)
     {
