@@ -1,10 +1,13 @@
-"""What README.md and docs/ name is there: files, links, commands with their options, presets, and the methods
-and statuses of the public header."""
+"""What README.md, CONTRIBUTING.md and docs/ name is there: files, links, commands with their options, presets, tests,
+and the methods, statuses and identifiers of the public header. The code in them compiles (document_code.py), and
+manifests are well-formed."""
 import json
 import os
 import re
 import sys
+import xml.etree.ElementTree
 
+import document_code
 import tree
 
 CODE = re.compile(r"`([^`\n]+)`")
@@ -15,6 +18,10 @@ MEDIA_TYPE = re.compile(r"^(?:text|application|image)/[a-z.+-]+$")
 PRESET = re.compile(r"^(?:mingw-[a-z]+|msvc)$")
 STATUS = re.compile(r"\b(?:(\d) )?(REQ_STATUS_\w+)")
 METHOD = re.compile(r"^(\w+)\(")
+TEST = re.compile(r"^(\w+Test)\.(\w+)$")
+TEST_BEGIN = re.compile(r"^TEST(?:_[FP])?\((\w+),\s*(\w+)\)", re.MULTILINE)
+PRESET_OPTION = re.compile(r"--preset[ =](\S+)")
+GUID = re.compile(r"\{([0-9A-Fa-f]{8}(?:-[0-9A-Fa-f]{4}){3}-[0-9A-Fa-f]{12})\}")
 
 
 class Checker:
@@ -26,6 +33,10 @@ class Checker:
         header = tree.read(root, "include/kvHttp/HttpRaw.h").decode()
         self.statuses = dict(re.findall(r"(REQ_STATUS_\w+) = (\d+)", header))
         self.methods = set(re.findall(r"STDMETHODCALLTYPE (\w+)\(", header))
+        guids = re.findall(r"= \{(0x\w+), (0x\w+), (0x\w+), \{([^}]*)\}", header)
+        self.guids = {re.sub(r"0x|[, ]", "", "".join(parts)).upper() for parts in guids}
+        sources = [p for p in tree.files(root) if p.startswith("tests/") and p.endswith(".cpp")]
+        self.tests = {test for p in sources for test in TEST_BEGIN.findall(tree.read(root, p).decode())}
 
     def check_path(self, where, path):
         parts = os.path.normpath(path).split("/")
@@ -57,8 +68,12 @@ class Checker:
             self.check_command(where, command[1], command[2])
         elif PATH.match(code) and not MEDIA_TYPE.match(code):
             self.check_path(where, code)
-        elif PRESET.match(code) and code not in self.presets:
-            self.problems.append(f"{where}: there is no preset {code}")
+        for preset in PRESET_OPTION.findall(code) + PRESET.findall(code):
+            if preset not in self.presets and preset != "NAME":
+                self.problems.append(f"{where}: there is no preset {preset}")
+        test = TEST.match(code)
+        if test and (test[1], test[2]) not in self.tests:
+            self.problems.append(f"{where}: there is no test {code}")
 
     def check_table_row(self, where, line):
         """In a table of the interface the first cell is a call."""
@@ -74,29 +89,39 @@ class Checker:
             for link in LINK.findall(line):
                 if "://" not in link:
                     self.check_path(where, os.path.join(os.path.dirname(where), link))
-        if line.startswith("|"):
+        if line.startswith("|") and not in_block:
             self.check_table_row(where, line)
+        for guid in GUID.findall(line):
+            if guid.replace("-", "").upper() not in self.guids:
+                self.problems.append(f"{where}: the public header has no {guid}")
         for value, name in STATUS.findall(line.replace("`", "")):
             if name not in self.statuses or value and self.statuses[name] != value:
                 self.problems.append(f"{where}: the public header has no {value} {name}")
 
-    def check_document(self, path):
+    def check_document(self, path, text):
         in_block = False
-        for line in tree.read(self.root, path).decode().splitlines():
+        for line in text.splitlines():
             if line.startswith("```"):
                 in_block = not in_block
             else:
                 self.check_line(path, line, in_block)
+        for language, _, line, code in document_code.blocks(path, text):
+            if language == "xml":
+                try:
+                    xml.etree.ElementTree.fromstring(code)
+                except xml.etree.ElementTree.ParseError as error:
+                    self.problems.append(f"{path}:{line}: {error}")
 
 
 def main(root):
     checker = Checker(root)
-    documents = [p for p in tree.files(root) if p == "README.md" or p.startswith("docs/") and p.endswith(".md")]
-    if "README.md" not in documents:
+    documents = [(p, tree.read(root, p).decode()) for p in tree.files(root)
+                 if p in ("README.md", "CONTRIBUTING.md") or p.startswith("docs/") and p.endswith(".md")]
+    if "README.md" not in dict(documents):
         checker.problems.append("README.md does not exist")
-    for path in documents:
-        checker.check_document(path)
-    tree.report(checker.problems)
+    for path, text in documents:
+        checker.check_document(path, text)
+    tree.report(checker.problems + document_code.problems_of(root, documents))
 
 
 main(sys.argv[1])

@@ -12,13 +12,16 @@ SOUND = {
     "CMakePresets.json": '{"configurePresets": [{"name": "mingw-release"}]}\n',
     "README.md": "Run `./run --fast`; see [limits](docs/limits.md), `src/low/` and `build/mingw-release/bin/x.dll`.\n"
                  "| `Post(url)` | 9 `REQ_STATUS_DONE` |\n",
-    "docs/limits.md": "Made with the preset `mingw-release`; sends `text/plain`.\n",
+    "docs/limits.md": "Made with the preset `mingw-release`; sends `text/plain`; see `LowTest.Adds`.\n"
+                      "```xml\n<a b=\"{00000001-0002-0003-0405-060708090A0B}\"/>\n```\n",
     "docs/tracing.md": "| `Low` | host | |\n| `a (b)\u240A,` | 8 | |\n| `c,d=N,` | 2 | |\n| *a value* | 2 | |\n"
                        "`QNZTRACE_FILE`\n\n## The viewer\n`--old`\n",
     "tools/tracecat/Options.cpp": '"--old"\n',
     "tools/tracelib/TraceSettings.cpp": 'L"QNZTRACE_FILE"\n',
     "run": "#!/bin/sh\n# --fast\n",
-    "include/kvHttp/HttpRaw.h": "REQ_STATUS_DONE = 9\nvirtual HRESULT STDMETHODCALLTYPE Post(BSTR url) = 0;\n",
+    "include/kvHttp/HttpRaw.h": "struct IHttpRaw { virtual void Post() = 0; };\n/* REQ_STATUS_DONE = 9\n"
+                                "virtual HRESULT STDMETHODCALLTYPE Post(BSTR url) = 0;\n"
+                                "CLSID = {0x00000001, 0x0002, 0x0003, {0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0A, 0x0B}};\n*/\n",
     "src/CMakeLists.txt": "add_subdirectory(low)\n",
     "src/low/CMakeLists.txt": "kvhttp_add_library(low\n  SOURCES Low.cpp\n  SYSTEM uuid)\n",
     "src/low/Low.cpp": '#include "low/Low.h"\n#include "kvHttp/HttpRaw.h"\n'
@@ -30,6 +33,7 @@ SOUND = {
                          'TraceTextVar(kTraceProgress, L"c", "d",\n    f(e, 1));\nTraceText(kTraceProgress, str);\n',
     "src/high/Part.cpp": '#include "high/Part.h"\n',
     "src/high/Part.h": "#pragma once\n",
+    "tests/LowTest.cpp": "TEST_F(LowTest, Adds)\n",
 }
 
 
@@ -117,6 +121,10 @@ class CheckTest(unittest.TestCase):
                 ("README.md", "| `Put(url)` | puts |\n", "IHttpRaw has no Put"),
                 ("README.md", "| 8 `REQ_STATUS_DONE` | |\n", "no 8 REQ_STATUS_DONE"),
                 ("README.md", "`REQ_STATUS_GONE`\n", "no  REQ_STATUS_GONE"),
+                ("README.md", "`cmake --preset mingw-gone`\n", "there is no preset mingw-gone"),
+                ("README.md", "`LowTest.Gone`\n", "there is no test LowTest.Gone"),
+                ("CONTRIBUTING.md", "See `src/gone.cpp`.\n", "CONTRIBUTING.md: src/gone.cpp does not exist"),
+                ("README.md", "`{00000001-0002-0003-0405-060708090A0C}`\n", "has no 00000001-0002-0003"),
         ):
             self.expect_fault("documents", path, text, message)
 
@@ -134,6 +142,25 @@ class CheckTest(unittest.TestCase):
                 ("src/new.cpp", 'TraceText(kTraceProgress, L"a (b)\\n");\n', "does not list the record 2 a (b)\u240A,"),
         ):
             self.expect_fault("trace_records", path, text, message)
+
+    def test_code_in_documents(self):
+        self.write("src/low/Low.h", "#define LOW 1\n")
+        self.write("docs/code.md", "```cpp body\nhttp->Post();\nreturn 1;\n```\n```c program\nint new = 1;\n```\n"
+                                   "```cpp test\n#include \"low/Low.h\"\nint low = LOW;\n```\n")
+        self.assertEqual(self.run_check("documents"), (0, ""))
+        os.remove(os.path.join(self.root, "docs/code.md"))
+        for text, message in (
+                ("```cpp\nint a;\n```\n", "docs/limits.md:2: the code does not say whether it is"),
+                ("```c\nint a;\n```\n", "docs/limits.md:2: the code does not say whether it is"),
+                ("\n```cpp program\nint main() { return x; }\n```\n", "docs/limits.md:3:21: error: 'x' was not declared"),
+                ("```cpp body\nhttp->Post();\nhttp->Gone();\n```\n", "docs/limits.md:3:7: error: 'struct IHttpRaw' has no"),
+                ("```cpp program\n#include \"low/Gone.h\"\n```\n", "low/Gone.h: No such file"),
+                ("```cpp body\nint a = 1u > -1;\n```\n", "comparison of integer expressions"),
+                ("```c program\nint class() { return x; }\n```\n", "docs/limits.md:2:22: error: 'x' undeclared"),
+                ("```xml\n<a>\n```\n", "docs/limits.md:2: no element found"),
+                ("```sh\n", "docs/limits.md:1: the block has no end"),
+        ):
+            self.expect_fault("documents", "docs/limits.md", text, message)
 
 
 unittest.main()
