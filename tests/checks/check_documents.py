@@ -1,6 +1,7 @@
 """What README.md, CONTRIBUTING.md and docs/ name is there: files, links, commands with their options, presets, tests,
 and the methods, statuses and identifiers of the public header. The code in them compiles (document_code.py), and
-manifests are well-formed."""
+manifests and Python are well-formed."""
+import ast
 import json
 import os
 import re
@@ -22,6 +23,8 @@ TEST = re.compile(r"^(\w+Test)\.(\w+)$")
 TEST_BEGIN = re.compile(r"^TEST(?:_[FP])?\((\w+),\s*(\w+)\)", re.MULTILINE)
 PRESET_OPTION = re.compile(r"--preset[ =](\S+)")
 GUID = re.compile(r"\{([0-9A-Fa-f]{8}(?:-[0-9A-Fa-f]{4}){3}-[0-9A-Fa-f]{12})\}")
+
+PARSERS = {"xml": xml.etree.ElementTree.fromstring, "python": ast.parse}
 
 
 class Checker:
@@ -106,11 +109,11 @@ class Checker:
             else:
                 self.check_line(path, line, in_block)
         for language, _, line, code in document_code.blocks(path, text):
-            if language == "xml":
-                try:
-                    xml.etree.ElementTree.fromstring(code)
-                except xml.etree.ElementTree.ParseError as error:
-                    self.problems.append(f"{path}:{line}: {error}")
+            parse = PARSERS.get(language, lambda _: None)
+            try:
+                parse(code)
+            except (SyntaxError, xml.etree.ElementTree.ParseError) as error:
+                self.problems.append(f"{path}:{line}: {error}")
 
 
 def main(root):

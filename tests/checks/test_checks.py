@@ -158,6 +158,7 @@ class CheckTest(unittest.TestCase):
                 ("```cpp body\nint a = 1u > -1;\n```\n", "comparison of integer expressions"),
                 ("```c program\nint class() { return x; }\n```\n", "docs/limits.md:2:22: error: 'x' undeclared"),
                 ("```xml\n<a>\n```\n", "docs/limits.md:2: no element found"),
+                ("```python\ndef\n```\n", "docs/limits.md:2: invalid syntax"),
                 ("```sh\n", "docs/limits.md:1: the block has no end"),
         ):
             self.expect_fault("documents", "docs/limits.md", text, message)
