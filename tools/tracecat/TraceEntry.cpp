@@ -51,11 +51,24 @@ int HexValue(char digit)
     return value == std::string_view::npos ? -1 : static_cast<int>(value);
 }
 
-std::string Picture(unsigned char byte)
+// Characters that steer a terminal are not handed to one.
+void AppendByte(std::string& text, unsigned char byte)
 {
+    constexpr char kPictures[] = "\xE2\x90";
     constexpr unsigned char kDelete = 0x7F;
-    const unsigned char last = byte == kDelete ? 0x21 : byte;
-    return {'\xE2', '\x90', static_cast<char>(0x80 + last)};
+    if (byte < 0x20 || byte == kDelete)
+    {
+        text.append(kPictures).append(1, static_cast<char>(0x80 + (byte == kDelete ? 0x21 : byte)));
+    }
+    else if (byte >= 0x80 && byte < 0xA0 && text.ends_with('\xC2'))
+    {
+        text.pop_back();
+        text += "\xEF\xBF\xBD";
+    }
+    else
+    {
+        text += static_cast<char>(byte);
+    }
 }
 
 }  // namespace
@@ -108,8 +121,6 @@ std::string FormatDuration(std::int64_t nMicroseconds)
 
 std::string DecodePercent(std::string_view text)
 {
-    constexpr unsigned char kFirstPrintable = 0x20;
-    constexpr unsigned char kDelete = 0x7F;
     std::string decoded;
     for (size_t index = 0; index < text.size(); ++index)
     {
@@ -120,9 +131,7 @@ std::string DecodePercent(std::string_view text)
             decoded += text[index];
             continue;
         }
-        const auto byte = static_cast<unsigned char>(high * 16 + low);
-        decoded += byte < kFirstPrintable || byte == kDelete ? Picture(byte)
-                                                             : std::string(1, static_cast<char>(byte));
+        AppendByte(decoded, static_cast<unsigned char>(high * 16 + low));
         index += 2;
     }
     return decoded;

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+
 #include "tracelib/TraceLine.h"
 
 namespace
@@ -69,6 +72,35 @@ TEST(TraceEntryTest, DurationsAreInMillisecondsBelowASecond)
     EXPECT_EQ(FormatDuration(61500000), "61.500 s");
 }
 
+// No record, whatever a server or a user has put into it, makes more than one line, or one that is read
+// otherwise.
+TEST(TraceEntryTest, AnyRecordIsALineThatIsReadBack)
+{
+    const auto steers = [](char byte) { return static_cast<unsigned char>(byte) < 0x20; };
+    std::mt19937 random(1);
+    for (int round = 0; round < 3000; ++round)
+    {
+        std::string record(random() % 60, ' ');
+        for (char& byte : record)
+        {
+            constexpr std::string_view kAlphabet = "%%%0A9B c2:-Z\n\r\x1B\x7F\xC2\x9B\xE4\x01";
+            byte = kAlphabet[random() % kAlphabet.size()];
+        }
+        const std::string text = LineText(record);
+        std::string line = MakeLine({random(), 2, random(), random()}, text);
+        ASSERT_EQ(line.back(), '\n');
+        line.pop_back();
+        ASSERT_TRUE(std::none_of(line.begin(), line.end(), steers)) << round;
+        const std::optional<TraceEntry> entry = ParseEntry(line);
+        ASSERT_TRUE(entry) << line;
+        ASSERT_EQ(entry->strText, text);
+        const std::string decoded = DecodePercent(text);
+        ASSERT_TRUE(std::none_of(decoded.begin(), decoded.end(), steers)) << round;
+        line.resize(random() % (line.size() + 1));
+        static_cast<void>(ParseEntry(line));
+    }
+}
+
 struct PercentRow
 {
     const char* label;
@@ -85,6 +117,8 @@ TEST(TraceEntryTest, DecodesPercentEncodedValues)
         {"no digits behind it", "100% of %zz and %4", "100% of %zz and %4"},
         {"digits at the end", "x%41", "xA"},
         {"a line feed stays one line", "a%0Ab%1B%7F", "a\u240Ab\u241B\u2421"},
+        {"the second row of control characters", "%C2%9B31m", "\uFFFD31m"},
+        {"a letter behind that row", "%C2%A0%C3%9B", "\u00A0\u00DB"},
         {"decoded once only", "%2541", "%41"},
         {"nothing to decode", "text", "text"},
     };
