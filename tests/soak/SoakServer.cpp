@@ -49,6 +49,12 @@ void ServeSoak(const CLoopbackRequest& request, CLoopbackConnection& connection)
     }
     else if (target == "/stall")
     {
+        // Not for ever: Wine wakes nobody whose handle is closed, and each would wait for its time-out.
+        connection.Pause(300);
+    }
+    else if (target == "/hang")
+    {
+        connection.Send("HTTP/1.1 200 OK\r\nContent");
         connection.Stall();
     }
     else if (target == "/slow")

@@ -72,7 +72,7 @@ constexpr Kind kKinds[] = {
     {"/keep", END_FILE},
 };
 constexpr int kKindCount = static_cast<int>(std::size(kKinds));
-constexpr Kind kTimeout = {"/stall", END_TIMEOUT, REQ_STATUS_TIMEOUT};
+constexpr Kind kTimeout = {"/hang", END_TIMEOUT, REQ_STATUS_TIMEOUT};
 // It takes a second.
 constexpr int kTimeoutEvery = 200;
 
