@@ -1,5 +1,6 @@
 """A file of src/ includes only files of its own library and of those that its library names as DEPENDS in
-its kvhttp_add_library; no two libraries depend on each other."""
+its kvhttp_add_library; no two libraries depend on each other. docs/architecture.md, where there is one, names the same
+libraries."""
 import os
 import re
 import sys
@@ -7,6 +8,7 @@ import sys
 import tree
 
 CALL = re.compile(r"^kvhttp_add_library\(\s*(\w+)\s([^)]*)\)", re.MULTILINE)
+ROW = re.compile(r"^\| `src/(\w+)/` \| (\w+) \| ([^|]*) \|", re.MULTILINE)
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 
 
@@ -59,6 +61,17 @@ def find_cycle(libraries):
     return []
 
 
+def compare_with_document(root, libraries, problems):
+    path = "docs/architecture.md"
+    if not os.path.exists(os.path.join(root, path)):
+        return
+    rows = {name: (folder, depends) for folder, name, depends in ROW.findall(tree.read(root, path).decode())}
+    for library in libraries.values():
+        expected = (library.folder, ", ".join(library.depends) or "nothing")
+        if rows.get(library.name) != expected:
+            problems.append(f"{path}: the row of {library.name} should have {expected}, not {rows.get(library.name)}")
+
+
 def main(root):
     problems = []
     libraries = read_libraries(root, problems)
@@ -70,6 +83,7 @@ def main(root):
     cycle = find_cycle(libraries)
     if cycle:
         problems.append("src: these libraries depend on each other: " + ", ".join(cycle))
+    compare_with_document(root, libraries, problems)
     for path in tree.files(os.path.join(root, "src")):
         if not path.endswith((".cpp", ".h")):
             continue

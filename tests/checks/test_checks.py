@@ -104,6 +104,9 @@ class CheckTest(unittest.TestCase):
                 ("src/low/CMakeLists.txt", low.replace("SYSTEM", "DEPENDS gone\n  SYSTEM"),
                  "DEPENDS names gone, which is no library"),
                 ("src/low/CMakeLists.txt", low + "  kvhttp_add_library(${name} SOURCES a.cpp)\n", "cannot read"),
+                ("docs/architecture.md", "| `src/low/` | low | nothing |\n| `src/high/` | part | nothing |\n"
+                                         "| `src/high/` | high | part |\n",
+                 "the row of high should have ('high', 'low, part'), not ('high', 'part')"),
                 ("src/stray/Stray.cpp", "\n", "src/stray/Stray.cpp: belongs to no library"),
         ):
             self.expect_fault("layering", path, text, message)
