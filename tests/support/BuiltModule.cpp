@@ -30,9 +30,18 @@ CBuiltModule::CBuiltModule() : m_hModule(LoadLibraryW((Folder() + L"\\" + kModul
     }
 }
 
-CBuiltModule::~CBuiltModule()
+void CBuiltModule::Free()
 {
     FreeLibrary(m_hModule);
+    m_bFreed = true;
+}
+
+CBuiltModule::~CBuiltModule()
+{
+    if (!m_bFreed)
+    {
+        Free();
+    }
     if (GetModuleHandleW(kModuleName) != nullptr)
     {
         ADD_FAILURE() << "the module stays loaded after its last release";

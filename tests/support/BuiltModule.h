@@ -19,6 +19,9 @@ public:
     CBuiltModule(const CBuiltModule&) = delete;
     CBuiltModule& operator=(const CBuiltModule&) = delete;
 
+    // Gives the host's reference back already; only the destructor looks whether the module has gone.
+    void Free();
+
     HMODULE Handle() const { return m_hModule; }
 
     // The folder it was loaded from, with no backslash at its end.
@@ -31,5 +34,6 @@ public:
 
 private:
     HMODULE m_hModule;
+    bool m_bFreed = false;
     CImportPatches m_imports{m_hModule};
 };

@@ -95,6 +95,17 @@ std::vector<std::string> CHandleTable::TakeFaults()
     return std::exchange(m_faults, {});
 }
 
+std::vector<std::string> CHandleTable::TakeOpen()
+{
+    const std::lock_guard lock(m_mutex);
+    std::vector<std::string> names;
+    for (const auto& [handle, pObject] : std::exchange(m_objects, {}))
+    {
+        names.push_back(pObject->name);
+    }
+    return names;
+}
+
 std::string CHandleTable::NameLocked(HINTERNET handle) const
 {
     const auto found = m_names.find(handle);

@@ -57,6 +57,8 @@ public:
     // Counts the openings of each kind from 1 again.
     void ForgetNames();
     std::vector<std::string> TakeFaults();
+    // The names of what is still open, which is closed then.
+    std::vector<std::string> TakeOpen();
 
     // One call with a handle, from its beginning to its end.
     class CCall

@@ -48,6 +48,20 @@ void CImportPatch::Apply(HMODULE hModule, const char* pszFunction, void* pReplac
 std::vector<void**> CImportPatch::FindEntries(HMODULE hModule, const char* pszFunction)
 {
     std::vector<void**> entries;
+    ForEach(hModule,
+            [&](const char* pszName, void** ppEntry)
+            {
+                if (std::strcmp(pszName, pszFunction) == 0)
+                {
+                    entries.push_back(ppEntry);
+                }
+            });
+    return entries;
+}
+
+void CImportPatch::ForEach(HMODULE hModule,
+                           const std::function<void(const char* pszFunction, void** ppEntry)>& visit)
+{
     const auto* pDos = At<const IMAGE_DOS_HEADER>(hModule, 0);
     const auto* pNt = At<const IMAGE_NT_HEADERS64>(hModule, static_cast<std::uintptr_t>(pDos->e_lfanew));
     const IMAGE_DATA_DIRECTORY& imports = pNt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
@@ -63,13 +77,10 @@ std::vector<void**> CImportPatch::FindEntries(HMODULE hModule, const char* pszFu
                 continue;
             }
             const auto* pImport = At<const IMAGE_IMPORT_BY_NAME>(hModule, pName->u1.AddressOfData);
-            if (std::strcmp(reinterpret_cast<const char*>(pImport->Name), pszFunction) == 0)
-            {
-                entries.push_back(reinterpret_cast<void**>(&pEntry->u1.Function));
-            }
+            visit(reinterpret_cast<const char*>(pImport->Name),
+                  reinterpret_cast<void**>(&pEntry->u1.Function));
         }
     }
-    return entries;
 }
 
 void CImportPatch::Write(void** ppEntry, void* pValue)

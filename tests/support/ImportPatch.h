@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -31,6 +32,10 @@ public:
 
     // Leaves the entries alone from now on, because the patched module has been unloaded.
     void Forget() { m_entries.clear(); }
+
+    // Calls visit for each function that hModule imports by name, with the place of its address.
+    static void ForEach(HMODULE hModule,
+                        const std::function<void(const char* pszFunction, void** ppEntry)>& visit);
 
     // True when hModule imports a function of that name.
     static bool IsImported(HMODULE hModule, const char* pszFunction);

@@ -251,24 +251,22 @@ struct CScriptedConsole::Platform
     }
 };
 
-CScriptedConsole::CScriptedConsole() : m_processes{{4, nullptr, 0}, {20, L"C:\\windows\\explorer.exe", 1}}
+CScriptedConsole::CScriptedConsole(CImportPatches* pImports)
+    : m_processes{{4, nullptr, 0}, {20, L"C:\\windows\\explorer.exe", 1}}
 {
     g_pConsole = this;
-    Patch("OutputDebugStringW", &Platform::ScriptedOutputDebugString);
-    Patch("GetUserNameW", &Platform::ScriptedGetUserName);
-    Patch("OpenProcess", &Platform::ScriptedOpenProcess);
-    Platform::s_pfnCloseHandle = Patch("CloseHandle", &Platform::ScriptedCloseHandle);
-    Platform::s_pfnLoadLibrary = Patch("LoadLibraryW", &Platform::ScriptedLoadLibrary);
-    Platform::s_pfnGetModuleHandle = Patch("GetModuleHandleW", &Platform::ScriptedGetModuleHandle);
-    Platform::s_pfnGetProcAddress = Patch("GetProcAddress", &Platform::ScriptedGetProcAddress);
+    CImportPatches& imports = pImports != nullptr ? *pImports : m_own;
+    imports.Add("OutputDebugStringW", &Platform::ScriptedOutputDebugString);
+    imports.Add("GetUserNameW", &Platform::ScriptedGetUserName);
+    imports.Add("OpenProcess", &Platform::ScriptedOpenProcess);
+    Platform::s_pfnCloseHandle = imports.Add("CloseHandle", &Platform::ScriptedCloseHandle);
+    Platform::s_pfnLoadLibrary = imports.Add("LoadLibraryW", &Platform::ScriptedLoadLibrary);
+    Platform::s_pfnGetModuleHandle = imports.Add("GetModuleHandleW", &Platform::ScriptedGetModuleHandle);
+    Platform::s_pfnGetProcAddress = imports.Add("GetProcAddress", &Platform::ScriptedGetProcAddress);
 }
 
 CScriptedConsole::~CScriptedConsole()
 {
-    while (!m_patches.empty())
-    {
-        m_patches.pop_back();
-    }
     g_pConsole = nullptr;
 }
 

@@ -33,7 +33,9 @@ class CScriptedConsole
 {
 public:
     // A user at console session 1, whose shell is process 20, and a profile loader that works.
-    CScriptedConsole();
+    CScriptedConsole() : CScriptedConsole(nullptr) {}
+    // The same for a module that this program has loaded; it stays scripted until it is unloaded.
+    explicit CScriptedConsole(CImportPatches& imports) : CScriptedConsole(&imports) {}
     ~CScriptedConsole();
     CScriptedConsole(const CScriptedConsole&) = delete;
     CScriptedConsole& operator=(const CScriptedConsole&) = delete;
@@ -69,6 +71,8 @@ public:
     static HANDLE TokenHandle(DWORD dwId);
 
 private:
+    explicit CScriptedConsole(CImportPatches* pImports);
+
     struct Platform;
 
     void Add(const std::string& call);
@@ -79,15 +83,7 @@ private:
     // Once; false when it is not open.
     bool Close(HANDLE handle);
 
-    template <typename Function>
-    Function* Patch(const char* pszFunction, Function* pfnReplacement)
-    {
-        m_patches.push_back(
-            std::make_unique<CImportPatch>(GetModuleHandleW(nullptr), pszFunction, pfnReplacement));
-        return m_patches.back()->Original<Function>();
-    }
-
-    std::vector<std::unique_ptr<CImportPatch>> m_patches;
+    CImportPatches m_own;
     mutable CMutex m_mutex;  // guards what follows, and the profile
     std::vector<std::string> m_calls;
     std::map<HANDLE, std::string> m_names;  // of every handle that was ever handed out

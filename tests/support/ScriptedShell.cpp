@@ -79,17 +79,13 @@ struct CScriptedShell::Platform
     }
 };
 
-CScriptedShell::CScriptedShell()
+void CScriptedShell::Attach(CImportPatches& imports)
 {
     g_pShell = this;
-    const HMODULE hSelf = GetModuleHandleW(nullptr);
-    m_patches.push_back(std::make_unique<CImportPatch>(hSelf, "SHGetMalloc", Platform::ScriptedGetMalloc));
-    m_patches.push_back(
-        std::make_unique<CImportPatch>(hSelf, "SHGetSpecialFolderLocation", Platform::ScriptedGetLocation));
-    m_patches.push_back(
-        std::make_unique<CImportPatch>(hSelf, "SHGetPathFromIDListA", Platform::ScriptedGetPath));
-    m_patches.push_back(
-        std::make_unique<CImportPatch>(hSelf, "GetWindowsDirectoryA", Platform::ScriptedGetWindows));
+    imports.Add("SHGetMalloc", Platform::ScriptedGetMalloc);
+    imports.Add("SHGetSpecialFolderLocation", Platform::ScriptedGetLocation);
+    imports.Add("SHGetPathFromIDListA", Platform::ScriptedGetPath);
+    imports.Add("GetWindowsDirectoryA", Platform::ScriptedGetWindows);
 }
 
 void CScriptedShell::Add(const std::string& call)
@@ -103,6 +99,5 @@ void CScriptedShell::Add(const std::string& call)
 
 CScriptedShell::~CScriptedShell()
 {
-    m_patches.clear();
     g_pShell = nullptr;
 }

@@ -7,7 +7,6 @@
 #include <shlobj.h>
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,7 +15,9 @@
 class CScriptedShell
 {
 public:
-    CScriptedShell();
+    CScriptedShell() { Attach(m_own); }
+    // For a module that this program has loaded; it stays scripted until it is unloaded.
+    explicit CScriptedShell(CImportPatches& imports) { Attach(imports); }
     ~CScriptedShell();
     CScriptedShell(const CScriptedShell&) = delete;
     CScriptedShell& operator=(const CScriptedShell&) = delete;
@@ -42,5 +43,7 @@ public:
 private:
     struct Platform;
 
-    std::vector<std::unique_ptr<CImportPatch>> m_patches;
+    void Attach(CImportPatches& imports);
+
+    CImportPatches m_own;
 };

@@ -2,6 +2,8 @@
 
 #include <process.h>
 
+#include <algorithm>
+
 #include "support/CallText.h"
 #include "support/WindowNames.h"
 
@@ -118,8 +120,8 @@ struct CScriptedSystem::Platform
 
     static BOOL WINAPI Version(OSVERSIONINFOW* pInformation)
     {
-        pInformation->dwMajorVersion = 5;
-        pInformation->dwMinorVersion = 2;
+        pInformation->dwMajorVersion = s_pCurrent->m_dwMajorVersion;
+        pInformation->dwMinorVersion = s_pCurrent->m_dwMajorVersion == 5 ? 2 : 1;
         pInformation->dwPlatformId = VER_PLATFORM_WIN32_NT;
         return TRUE;
     }
@@ -200,6 +202,13 @@ bool CScriptedSystem::WaitForThreads()
         ++m_cEnded;
     }
     return m_cEnded == m_threads.size();
+}
+
+bool CScriptedSystem::HaveThreadsEnded() const
+{
+    const std::lock_guard lock(m_mutex);
+    return std::all_of(m_threads.begin(), m_threads.end(), [](const Thread& thread)
+                       { return WaitForSingleObject(thread.hThread, 0) == WAIT_OBJECT_0; });
 }
 
 void* CScriptedSystem::Worker(size_t nth) const

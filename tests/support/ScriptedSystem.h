@@ -39,6 +39,8 @@ public:
     void LetGo();
     // False when a started thread does not end in time.
     bool WaitForThreads();
+    // Whether all have ended by now.
+    bool HaveThreadsEnded() const;
     // Counted from 0 in the order of their start: the object that it was started on, and its exit code, for
     // which its end is waited for; STILL_ACTIVE when that does not come in time.
     void* Worker(size_t nth) const;
@@ -55,6 +57,7 @@ public:
     // Without settings no default browser is found. With them discovery reads the registry of the test
     // process, as Windows 5.2 would: the plain hive of the process.
     std::atomic<bool> m_bHasSettings{false};
+    std::atomic<DWORD> m_dwMajorVersion{5};
 
     // Windows that exist, by number.
     std::set<int> m_windows;

@@ -19,14 +19,18 @@ struct Session : CHandleObject
 struct Connection : CHandleObject
 {
     Connection() : CHandleObject("connect") {}
+
+    std::string host;
 };
 
 struct Request : CHandleObject
 {
     Request() : CHandleObject("request") {}
 
-    CScriptedAttempt attempt;  // the one sent last
-    std::string pendingData;   // of a read that gave more than was asked for
+    std::string address;
+    CScriptedServer* pServer = nullptr;  // its own, if there is one
+    CScriptedAttempt attempt;            // the one sent last
+    std::string pendingData;             // of a read that gave more than was asked for
 };
 
 using CCall = CHandleTable::CCall;
@@ -96,18 +100,14 @@ struct CScriptedWinInet::Platform
         s_pCurrent->m_journal.Add(CALL_NET, CallText(pszFunction, arguments));
     }
 
-    template <typename Object>
-    static HINTERNET Open(DWORD dwError)
-    {
-        return Outcome(dwError) ? s_pCurrent->m_handles.Open(std::make_shared<Object>()) : nullptr;
-    }
-
     static HINTERNET WINAPI OpenSession(LPCWSTR agent, DWORD dwType, LPCWSTR proxy, LPCWSTR bypass,
                                         DWORD dwFlags)
     {
         Add("InternetOpenW",
             {Quoted(agent), std::to_string(dwType), Quoted(proxy), Quoted(bypass), std::to_string(dwFlags)});
-        return Open<Session>(s_pCurrent->m_sessions.Next());
+        return Outcome(s_pCurrent->m_sessions.Next())
+                   ? s_pCurrent->m_handles.Open(std::make_shared<Session>())
+                   : nullptr;
     }
 
     static HINTERNET WINAPI Connect(HINTERNET hSession, LPCWSTR host, INTERNET_PORT port, LPCWSTR user,
@@ -117,7 +117,18 @@ struct CScriptedWinInet::Platform
         Add("InternetConnectW",
             {call.Name(), Quoted(host), std::to_string(port), Quoted(user), Quoted(password),
              std::to_string(dwService), std::to_string(dwFlags), std::to_string(context)});
-        return call.Reach<Session>() == nullptr ? nullptr : Open<Connection>(s_pCurrent->m_connects.Next());
+        if (call.Reach<Session>() == nullptr)
+        {
+            return nullptr;
+        }
+        const bool bNamesHost = host != nullptr && *host != L'\0';
+        if (!Outcome(bNamesHost ? s_pCurrent->m_connects.Next() : ERROR_INVALID_PARAMETER))
+        {
+            return nullptr;
+        }
+        auto pConnection = std::make_shared<Connection>();
+        pConnection->host = ToUtf8(host);
+        return s_pCurrent->m_handles.Open(pConnection);
     }
 
     static HINTERNET WINAPI OpenRequest(HINTERNET hConnect, LPCWSTR verb, LPCWSTR object, LPCWSTR version,
@@ -126,7 +137,16 @@ struct CScriptedWinInet::Platform
         const CCall call(s_pCurrent->m_handles, "HttpOpenRequestW", hConnect);
         Add("HttpOpenRequestW", {call.Name(), Quoted(verb), Quoted(object), Quoted(version), Quoted(referrer),
                                  NullOr(types, "types"), Hex(dwFlags), std::to_string(context)});
-        return call.Reach<Connection>() == nullptr ? nullptr : Open<Request>(s_pCurrent->m_opens.Next());
+        const auto* const pConnection = call.Reach<Connection>();
+        if (pConnection == nullptr || !Outcome(s_pCurrent->m_opens.Next()))
+        {
+            return nullptr;
+        }
+        auto pRequest = std::make_shared<Request>();
+        pRequest->address = pConnection->host + ToUtf8(object);
+        const auto found = s_pCurrent->m_servers.find(object);
+        pRequest->pServer = found == s_pCurrent->m_servers.end() ? nullptr : &found->second;
+        return s_pCurrent->m_handles.Open(pRequest);
     }
 
     static BOOL WINAPI Send(HINTERNET hRequest, LPCWSTR headers, DWORD cchHeaders, LPVOID body, DWORD cbBody)
@@ -134,7 +154,8 @@ struct CScriptedWinInet::Platform
         const CCall call(s_pCurrent->m_handles, "HttpSendRequestW", hRequest);
         if (auto* const pRequest = call.Reach<Request>())
         {
-            pRequest->attempt = s_pCurrent->m_attempts.Next();
+            pRequest->attempt =
+                (pRequest->pServer != nullptr ? pRequest->pServer->attempts : s_pCurrent->m_attempts).Next();
         }
         const std::string text =
             body == nullptr ? "null" : "'" + std::string(static_cast<const char*>(body), cbBody) + "'";
@@ -145,6 +166,7 @@ struct CScriptedWinInet::Platform
         {
             return FALSE;
         }
+        s_pCurrent->Keep(std::string(static_cast<const char*>(body), cbBody) + " to " + pRequest->address);
         if (pRequest->attempt.bBlocks)
         {
             s_pCurrent->m_handles.WaitForClose(*pRequest);
@@ -189,7 +211,8 @@ struct CScriptedWinInet::Platform
         if (auto* const pRequest = call.Reach<Request>())
         {
             read.data.swap(pRequest->pendingData);
-            read = read.data.empty() ? s_pCurrent->m_reads.Next() : read;
+            auto& reads = pRequest->pServer != nullptr ? pRequest->pServer->reads : s_pCurrent->m_reads;
+            read = read.data.empty() ? reads.Next() : read;
         }
         Add("InternetReadFile", {call.Name(), std::to_string(cb)});
         auto* const pRequest = call.Reach<Request>();
@@ -257,6 +280,18 @@ struct CScriptedWinInet::Platform
         return call.Reach<Request>() == nullptr ? GetLastError() : s_pCurrent->m_dialogs.Next();
     }
 };
+
+void CScriptedWinInet::Keep(std::string form)
+{
+    const std::lock_guard lock(m_mutex);
+    m_forms.push_back(std::move(form));
+}
+
+std::vector<std::string> CScriptedWinInet::Forms() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_forms;
+}
 
 void CScriptedWinInet::Attach(CImportPatches& imports)
 {

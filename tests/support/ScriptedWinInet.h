@@ -8,12 +8,15 @@
 #include <wininet.h>
 
 #include <atomic>
+#include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "support/HandleTable.h"
 #include "support/ImportPatch.h"
 #include "support/Journal.h"
+#include "support/Mutex.h"
 #include "support/Script.h"
 
 // In place of an error code: the call succeeds.
@@ -33,6 +36,13 @@ struct CScriptedRead
     std::string data;  // empty: the end of the body; longer than asked: the rest comes next
     DWORD dwError = kSucceeds;
     bool bBlocks = false;  // until the request handle is closed; then it fails
+};
+
+// How a server answers.
+struct CScriptedServer
+{
+    CScript<CScriptedAttempt> attempts{CScriptedAttempt{}};
+    CScript<CScriptedRead> reads{CScriptedRead{}};
 };
 
 class CScriptedWinInet
@@ -65,12 +75,22 @@ public:
     CScript<std::optional<DWORD>> m_securityFlags{0};  // absent: the query for them fails
     CScript<DWORD> m_setOptions{kSucceeds};
 
+    // Servers that answer by scripts of their own, by the object that is asked for.
+    std::map<std::wstring, CScriptedServer> m_servers;
+
+    // Each form that was sent: "data to host/object".
+    std::vector<std::string> Forms() const;
+
     CHandleTable m_handles;
 
 private:
     struct Platform;
 
+    void Keep(std::string form);
+
     static inline CScriptedWinInet* s_pCurrent = nullptr;
 
     CJournal& m_journal;
+    mutable CMutex m_mutex;
+    std::vector<std::string> m_forms;
 };

@@ -89,6 +89,12 @@ void CWatchdog::Start(const char* pszSuite, const char* pszTest)
 void CWatchdog::Stop()
 {
     Start(nullptr, nullptr);
+    Note("");
+}
+
+void CWatchdog::Note(std::string_view text)
+{
+    s_szNote[text.copy(s_szNote, sizeof(s_szNote) - 1)] = '\0';
 }
 
 DWORD WINAPI CWatchdog::ThreadProc(void* pWatchdog)
@@ -119,6 +125,8 @@ LONG WINAPI CWatchdog::OnCrash(EXCEPTION_POINTERS* pException)
                        .Add(": exception 0x")
                        .Add(pException->ExceptionRecord->ExceptionCode, 16)
                        .Add(", innermost place first:\n")
+                       .Add(s_szNote)
+                       .Add("\n")
                        .Text());
     watchdog.ReportFrames(*pException->ContextRecord);
     watchdog.Print("To name the places: scripts/where MODULE+OFFSET...\n");
@@ -136,6 +144,8 @@ void CWatchdog::Bite(const char* pszSuite, const char* pszTest)
               .Add(" still runs after ")
               .Add(m_dwMilliseconds / 1000, 10)
               .Add(" s. The threads, innermost place first:\n")
+              .Add(s_szNote)
+              .Add("\n")
               .Text());
     ReportThreads();
     Print("To name the places: scripts/where MODULE+OFFSET...\n");

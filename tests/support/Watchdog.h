@@ -25,6 +25,9 @@ public:
     void Start(const char* pszSuite, const char* pszTest);
     void Stop();
 
+    // What the test does at the moment, for the report; cut off where it is too long.
+    static void Note(std::string_view text);
+
 private:
     // Taken before any test patches the import table of the program, so that a scripted platform
     // function never reaches the watchdog.
@@ -56,6 +59,7 @@ private:
     void Print(std::string_view text);
 
     static inline CWatchdog* s_pWatchdog = nullptr;
+    static inline char s_szNote[200] = {};
 
     Platform m_platform;
     DWORD m_dwMilliseconds = kDefaultSeconds * 1000;

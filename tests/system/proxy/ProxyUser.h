@@ -21,6 +21,9 @@ public:
     // The system's settings name 127.0.0.1:port.
     void SetSystemProxy(unsigned short port) const;
 
+    // Where Firefox's profile is.
+    std::string AppDataFolder() const { return (m_folder.Path() / "AppData").string(); }
+
     // What they name while they are enabled, otherwise nothing.
     std::wstring SystemProxy() const;
 
