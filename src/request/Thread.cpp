@@ -240,14 +240,21 @@ CThread::Ending CThread::AwaitLeave(HANDLE hThread)
 void CThread::KillThread(HANDLE hThread, DWORD dwExitCode, const wchar_t* pszReason)
 {
     TraceText(kTraceError, pszReason);
-    DWORD dwCode = 0;
+    DWORD dwCode = STILL_ACTIVE;
     GetExitCodeThread(hThread, &dwCode);
     // One that has left may be inside the loader, and needs no kill.
     if (dwCode == STILL_ACTIVE && !HasLeft())
     {
-        TerminateThread(hThread, dwExitCode);
-        WaitForSingleObject(hThread, kKillWaitMs);
-        m_hThread = nullptr;  // intended: the handle of a killed thread is never closed
+        if (TerminateThread(hThread, dwExitCode))
+        {
+            WaitForSingleObject(hThread, kKillWaitMs);
+            m_hThread = nullptr;  // intended: the handle of a killed thread is never closed
+        }
+        else
+        {
+            // One that cannot be killed would go on in an object that has gone.
+            WaitForSingleObject(hThread, INFINITE);
+        }
     }
     m_worker = NO_WORKER;
 }
