@@ -47,6 +47,12 @@ void AddRuntimeRows(std::vector<CCallRow>& rows)
         Because("cannot fail"),
         Before([](CLedger& ledger, void* block) { ledger.CloseIfKnown(kBlock, block); })));
 
+    // Told as a crash, with the places.
+    constexpr DWORD kAborted = 0xE0000AB0;
+    rows.push_back(Row<"abort", void()>(
+        Because("is never called"),
+        Before([](CLedger&) { RaiseException(kAborted, EXCEPTION_NONCONTINUABLE, 0, nullptr); })));
+
     rows.push_back(Row<"SysAllocString", decltype(SysAllocString)>(
         Fails("no memory", nullptr, ERROR_SUCCESS, "E"),
         After([](CLedger& ledger, BSTR text, auto...) { ledger.Open(kText, text); })));
@@ -134,7 +140,6 @@ void AddUntouchedRows(std::vector<CCallRow>& rows)
                 "_errno",
                 "_lock",
                 "_unlock",
-                "abort",
                 "fputc",
                 "fputs",
                 "fwrite",
