@@ -18,8 +18,9 @@ bool IsPartOf(const std::string& whole, const std::string& text)
 
 }  // namespace
 
-CExchangeRun::CExchangeRun(ExchangeKind kind, const CProxyUser& user) : CSeenModule(kind, user)
+CExchangeRun::CExchangeRun(ExchangeKind kind, const CProxyUser& user, bool bTraces) : CSeenModule(kind, user)
 {
+    m_trace.m_bFound = bTraces;
     if (kind == EXCHANGE_QUIT)
     {
         Calls().m_onCall = [this](const CCallRow& row, bool bBehind) { HoldWorker(row, bBehind); };
@@ -58,7 +59,8 @@ std::string CExchangeRun::Run()
     Expect(m_system.WaitForThreads(), "a worker does not end");
     MSG msg = {};
     PeekMessageW(&msg, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE);
-    const bool bKilled = DropReferencesOfKilled();
+    const bool bEndedItself = m_system.Worker() == nullptr || m_system.ExitCode(0) == 0;
+    const bool bKilled = DropReferencesOfKilled() || !bEndedItself;
     Expect(!bKilled || m_kind == EXCHANGE_QUIT, "the worker was killed");
     m_pModule.reset();
     outcome += JudgeForms();

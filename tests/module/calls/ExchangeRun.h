@@ -10,7 +10,8 @@ inline constexpr ExchangeKind kExchangeKinds[] = {EXCHANGE_TEXT,   EXCHANGE_FILE
 class CExchangeRun : public CSeenModule
 {
 public:
-    CExchangeRun(ExchangeKind kind, const CProxyUser& user);
+    // With the trace library or without.
+    CExchangeRun(ExchangeKind kind, const CProxyUser& user, bool bTraces);
     ~CExchangeRun();
 
     // Runs it, and says how it has ended, one letter for each thing:
