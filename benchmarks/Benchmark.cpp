@@ -1,0 +1,158 @@
+// Measures the component beside what a host could use in its place, all in turns in this one process and
+// against one server. benchmarks/bench.py runs it: the server's address, the form, the file of records, and
+// this process's number on the Unix host are its arguments.
+#include <windows.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "Component.h"
+#include "Figures.h"
+#include "PlatformExchange.h"
+#include "SystemClass.h"
+#include "Work.h"
+
+namespace
+{
+
+//                         rounds, per turn, MB, figures, text, file, millions, looks
+constexpr CScale kSmoke = {1, 1, 1, 2, 1, 2, 1, false};
+constexpr CScale kQuick = {10, 3, 10, 50, 4, 64, 10, true};
+constexpr CScale kFull = {20, 10, 100, 200, 64, 1024, 10, true};
+constexpr size_t kKB = 1024;
+constexpr size_t kMB = 1048576;
+constexpr size_t kSmallForm = 16;
+
+const CScale& FindScale(const char* pszForm)
+{
+    return std::strcmp(pszForm, "full") == 0 ? kFull : std::strcmp(pszForm, "quick") == 0 ? kQuick : kSmoke;
+}
+
+CClient Platform(const char* pszName, PlatformWay way)
+{
+    CClient client;
+    client.name = pszName;
+    client.bWritesFiles = true;
+    client.bRunsBesideCaller = way != ON_CALLERS_THREAD;
+    client.bMustWork = true;
+    client.make = [=](bool) { return std::make_unique<CPlatformExchange>(way); };
+    return client;
+}
+
+CClient Component(const char* pszName, const CModule& module, DWORD dwPollMs)
+{
+    CClient client;
+    client.name = pszName;
+    client.dwPollMs = dwPollMs;
+    client.bWritesFiles = true;
+    client.bMustWork = true;
+    client.make = [&module](bool) { return std::make_unique<CComponentPoster>(module); };
+    return client;
+}
+
+CClient System(const char* pszName, const wchar_t* pszProgId)
+{
+    CClient client;
+    client.name = pszName;
+    client.make = [=](bool bManyAtOnce) { return std::make_unique<CSystemClass>(pszProgId, bManyAtOnce); };
+    return client;
+}
+
+std::vector<CWork> AllWork(const CScale& scale, const std::wstring& server)
+{
+    const auto answerOf = [&](size_t length)
+    { return MakeTask(server + L"/" + std::to_wstring(length), kSmallForm, PreparedText(length)); };
+    const auto formOf = [&](size_t length)
+    { return MakeTask(server + L"/form", length, std::to_string(length)); };
+    CTask file = answerOf(0);
+    file.url = server + L"/" + std::to_wstring(static_cast<size_t>(scale.megabytes) * kMB);
+    file.file = ProgramFolder() + L"benchmark.bin";
+    std::vector<CWork> all = {
+        {"answer of 0 bytes", answerOf(0), scale.perTurn},
+        {"answer of 1 KB", answerOf(kKB), scale.perTurn},
+        {"answer of 49,153 bytes", answerOf(49153), scale.perTurn},
+        {"answer of 1 MB", answerOf(kMB), scale.perTurn},
+        {"form of 1 KB", formOf(kKB), scale.perTurn},
+        {"form of 64 KB", formOf(64 * kKB), scale.perTurn},
+        {"form of 10 MB", formOf(10 * kMB)},
+        {"first exchange", formOf(kKB), scale.perTurn, 1, true},
+        {"1 object", formOf(kKB), scale.perTurn, 1},
+        {"4 objects at once", formOf(kKB), 1, 4},
+        {"16 objects at once", formOf(kKB), 1, 16},
+        {"file of " + std::to_string(scale.megabytes) + " MB", file, 1, 1, false, true},
+    };
+    return all;
+}
+
+void Run(const CScale& scale, const std::wstring& server, CRecord& record, const std::string& unixProcess)
+{
+    auto step = [number = 0](const char* pszWhat) mutable
+    {
+        std::printf("[%d/15] %s\n", ++number, pszWhat);
+        std::fflush(stdout);
+    };
+    step("loading");
+    MeasureLoading(record, scale.figures / 2, L"loaded\\kvHttp.dll");
+    const CModule module(L"kvHttp.dll");
+    const CModule traced(L"traced\\kvHttp.dll");
+    const CTask small = MakeTask(server + L"/form", kKB, std::to_string(kKB));
+    step("calls");
+    MeasureCalls(record, scale.figures, module, small);
+    MeasureEncoding(record, 1 + scale.figures / 20, scale.millions);
+
+    std::vector<CClient> clients = {
+        Platform("WinINet", ON_CALLERS_THREAD),
+        Platform("unit", ON_OWN_THREAD),
+        Platform("unit, text", ON_OWN_THREAD_WITH_TEXT),
+        Component("component", module, 0),
+        Component("component 1 ms", module, 1),
+        Component("component 15 ms", module, 15),
+        Component("component, traced", traced, 0),
+        System("XMLHTTP", L"MSXML2.XMLHTTP.6.0"),
+        System("ServerXMLHTTP", L"MSXML2.ServerXMLHTTP.6.0"),
+        System("WinHttpRequest", L"WinHttp.WinHttpRequest.5.1"),
+    };
+    CPeakMemory memory(unixProcess);
+    CBenchmark benchmark(scale, clients, record, memory);
+    for (const CWork& work : AllWork(scale, server))
+    {
+        step(work.name.c_str());
+        benchmark.Run(work);
+    }
+    step("growth and memory");
+    MeasureGrowth(record, memory, scale.largestText, clients[1], server);
+    MeasureGrowth(record, memory, scale.largestText, clients[3], server);
+    const std::wstring file = ProgramFolder() + L"benchmark.bin";
+    MeasureFileMemory(record, memory, scale.largestFile, clients[3], server, file);
+    DeleteFileW(file.c_str());
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 4)
+    {
+        std::printf("usage: Benchmark URL quick|full|smoke RECORDS [PROCESS]\n");
+        return 2;
+    }
+    CoInitialize(nullptr);
+    CRecord record(argv[3]);
+    if (!record.IsOpen())
+    {
+        std::printf("Benchmark: %s cannot be written\n", argv[3]);
+        return 2;
+    }
+    try
+    {
+        const std::string server(argv[1]);
+        Run(FindScale(argv[2]), std::wstring(server.begin(), server.end()), record, argc > 4 ? argv[4] : "");
+    }
+    catch (const CFailure& failure)
+    {
+        std::printf("Benchmark: %s\n", failure.what());
+        return 1;
+    }
+    return 0;
+}

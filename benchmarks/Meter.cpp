@@ -1,0 +1,96 @@
+#include "Meter.h"
+
+#include <windows.h>
+
+#include <psapi.h>
+
+#include "support/ProcessResources.h"
+
+namespace
+{
+
+constexpr double kKB = 1024;
+constexpr int kSettleTurns = 25;
+constexpr DWORD kTurnMs = 20;
+
+double Milliseconds(const FILETIME& time)
+{
+    const ULARGE_INTEGER ticks = {{time.dwLowDateTime, time.dwHighDateTime}};
+    return static_cast<double>(ticks.QuadPart) / 10000.0;
+}
+
+PROCESS_MEMORY_COUNTERS Memory()
+{
+    PROCESS_MEMORY_COUNTERS counters = {};
+    counters.cb = sizeof(counters);
+    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters));
+    return counters;
+}
+
+}  // namespace
+
+double Now()
+{
+    LARGE_INTEGER frequency = {};
+    LARGE_INTEGER count = {};
+    QueryPerformanceFrequency(&frequency);
+    QueryPerformanceCounter(&count);
+    return static_cast<double>(count.QuadPart) * 1000.0 / static_cast<double>(frequency.QuadPart);
+}
+
+double ProcessorTime()
+{
+    FILETIME created = {};
+    FILETIME exited = {};
+    FILETIME kernel = {};
+    FILETIME user = {};
+    GetProcessTimes(GetCurrentProcess(), &created, &exited, &kernel, &user);
+    return Milliseconds(kernel) + Milliseconds(user);
+}
+
+double Measure(const std::function<void()>& work)
+{
+    const double begin = Now();
+    work();
+    return Now() - begin;
+}
+
+bool CPeakMemory::Reset()
+{
+    const std::string path = "\\\\?\\unix\\proc\\" + m_unixProcess + "\\clear_refs";
+    const HANDLE hFile = m_unixProcess.empty()
+                             ? INVALID_HANDLE_VALUE
+                             : CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                           nullptr, OPEN_EXISTING, 0, nullptr);
+    if (hFile == INVALID_HANDLE_VALUE)
+    {
+        return false;
+    }
+    DWORD dwWritten = 0;
+    const bool bReset = WriteFile(hFile, "5", 1, &dwWritten, nullptr) != FALSE;
+    CloseHandle(hFile);
+    m_begin = static_cast<double>(Memory().WorkingSetSize) / kKB;
+    return bReset;
+}
+
+double CPeakMemory::Growth() const
+{
+    return static_cast<double>(Memory().PeakWorkingSetSize) / kKB - m_begin;
+}
+
+CHoldings Holdings()
+{
+    return {CountThreads(), CountHandles()};
+}
+
+CHoldings SettledHoldings(const CHoldings& limit)
+{
+    CHoldings now = Holdings();
+    for (int turn = 0; turn < kSettleTurns && (now.threads > limit.threads || now.handles > limit.handles);
+         ++turn)
+    {
+        Sleep(kTurnMs);
+        now = Holdings();
+    }
+    return now;
+}
