@@ -69,19 +69,19 @@ class Results:
     def processor_time(self, work, client):
         return statistics.mean(self.processor[work, client].values())
 
-    def time_ratio(self, work, client):
+    def time_ratio(self, work, client, base=UNIT):
         """Of the medians. None where a client is missing; without a value where it means nothing."""
-        return self.ratio("time", self.times, median_of_all, work, client)
+        return self.ratio("time", self.times, median_of_all, work, client, base)
 
     def processor_ratio(self, work, client):
-        return self.ratio("processor", self.processor, mean_of_all, work, client)
+        return self.ratio("processor", self.processor, mean_of_all, work, client, UNIT)
 
-    def ratio(self, what, table, statistic, work, client):
-        if not self.has(work, client) or not self.has(work, UNIT):
+    def ratio(self, what, table, statistic, work, client, base):
+        if not self.has(work, client) or not self.has(work, base):
             return None
-        key = (what, work, client)
+        key = (what, work, client, base)
         if key not in self.ratios:
-            rounds = [(table[work, client][number], table[work, UNIT][number]) for number in table[work, UNIT]]
+            rounds = [(table[work, client][number], table[work, base][number]) for number in table[work, base]]
             self.ratios[key] = ratio_of(rounds, statistic)
         return self.ratios[key]
 

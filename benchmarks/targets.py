@@ -10,16 +10,20 @@ CANNOT_TELL = "cannot be told"
 
 
 def row(name, value, limit, form="{:.2f}", below=False):
-    """What, at most, measured, verdict. A value of None is one that means nothing."""
+    """What, at most, measured, verdict. A value of None is not known."""
     most = ("less than " if below else "") + form.format(limit)
     if value is None:
-        return name, most, "too uneven", CANNOT_TELL
+        return name, most, "n/a", CANNOT_TELL
     reached = value < limit if below else value <= limit
     return name, most, form.format(value), "reached" if reached else "not reached"
 
 
 def ratio_row(name, ratio, limit):
-    return row(name, ratio.value if ratio else None, limit)
+    """One that means nothing by itself may still lie on one side of the limit with all its interval."""
+    if not ratio or ratio.value is not None:
+        return row(name, ratio.value if ratio else None, limit)
+    verdict = "reached" if ratio.high <= limit else "not reached" if ratio.low > limit else CANNOT_TELL
+    return name, f"{limit:.2f}", f"{ratio.low:.2f} to {ratio.high:.2f}", verdict
 
 
 def all_rows(results, module):
@@ -42,12 +46,10 @@ def exchange_rows(results):
     for work in SMALL:
         yield ratio_row(work, results.time_ratio(work, COMPONENT), 1.05)
         yield ratio_row(f"{work}, processor time", results.processor_ratio(work, COMPONENT), 1.05)
-    text = results.time_ratio("answer of 1 MB", COMPONENT)
-    yield ratio_row("answer of 1 MB", text, 1.25)
+    yield ratio_row("answer of 1 MB", results.time_ratio("answer of 1 MB", COMPONENT), 1.25)
     for client in SYSTEM:
-        other = results.time_ratio("answer of 1 MB", client)
-        if other and other.value:
-            yield row(f"answer of 1 MB, than {client}", text.value, other.value, below=True)
+        ratio = results.time_ratio("answer of 1 MB", COMPONENT, client)
+        yield ratio_row(f"answer of 1 MB, beside {client}", ratio, 1)
     yield ratio_row("form of 10 MB", results.time_ratio("form of 10 MB", COMPONENT), 1.05)
     file = next(work for work in results.works if work.startswith("file of"))
     yield ratio_row(file, results.time_ratio(file, COMPONENT), 1.02)
