@@ -68,10 +68,12 @@ bool CStringEx::Assign(const wchar_t* src)
         src = L"";
     }
     const size_t cch = std::wcslen(src) + 1;
-    wchar_t* pszNew = AllocateZeroed(cch);
-    if (pszNew != nullptr && cch <= STRSAFE_MAX_CCH)
+    wchar_t* pszNew = new (std::nothrow) wchar_t[cch];
+    if (pszNew != nullptr)
     {
-        StringCchCopyW(pszNew, cch, src);
+        // No longer text is copied.
+        const bool bFits = cch <= STRSAFE_MAX_CCH;
+        std::wmemcpy(pszNew, bFits ? src : L"", bFits ? cch : 1);
     }
     ReplaceBlock(pszNew);
     m_bLocked = 0;

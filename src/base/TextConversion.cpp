@@ -1,23 +1,81 @@
 #include "base/TextConversion.h"
 
 #include <climits>
+#include <cwchar>
 #include <new>
+#include <type_traits>
+
+namespace
+{
+
+constexpr size_t kStride = 32;
+
+// How many of the first length characters of text are ASCII and not the terminator, or a few less. They have
+// the same codes in UTF-8 and in every code page that a system can have as its own. In strides, which the
+// compiler makes a few instructions of: the platform's conversions take each character by itself.
+template <typename Char>
+size_t CountAscii(const Char* text, size_t length)
+{
+    using Unsigned = std::make_unsigned_t<Char>;
+    size_t count = 0;
+    for (; count + kStride <= length; count += kStride)
+    {
+        // A code of 0 or above 127, less 1, is above 126.
+        unsigned highest = 0;
+        for (size_t i = 0; i < kStride; ++i)
+        {
+            const Unsigned code = static_cast<Unsigned>(text[count + i]);
+            const Unsigned less = static_cast<Unsigned>(code - 1);
+            highest |= less > 126 ? 1U : 0U;
+        }
+        if (highest != 0)
+        {
+            break;
+        }
+    }
+    return count;
+}
+
+template <typename From, typename To>
+void CopyAscii(const From* from, size_t count, To* to)
+{
+    for (size_t i = 0; i < count; ++i)
+    {
+        to[i] = static_cast<To>(from[i]);
+    }
+}
+
+}  // namespace
 
 std::unique_ptr<char[]> NarrowCopy(UINT codePage, const wchar_t* text, int* pcb)
 {
-    int cb = text != nullptr ? WideCharToMultiByte(codePage, 0, text, -1, nullptr, 0, nullptr, nullptr) : 0;
+    size_t cchHead = 0;
+    int cb = 0;
+    if (text != nullptr)
+    {
+        const size_t cch = std::wcslen(text);
+        cchHead = cch < INT_MAX / 4 ? CountAscii(text, cch) : 0;
+        cb = WideCharToMultiByte(codePage, 0, text + cchHead, -1, nullptr, 0, nullptr, nullptr);
+    }
     std::unique_ptr<char[]> copy;
     if (cb > 0)
     {
-        copy.reset(new (std::nothrow) char[static_cast<size_t>(cb)]());
+        copy.reset(new (std::nothrow) char[cchHead + static_cast<size_t>(cb)]);
     }
+    int cbAll = cb > 0 ? static_cast<int>(cchHead) + cb : 0;
     if (copy != nullptr)
     {
-        cb = WideCharToMultiByte(codePage, 0, text, -1, copy.get(), cb, nullptr, nullptr);
+        CopyAscii(text, cchHead, copy.get());
+        cb = WideCharToMultiByte(codePage, 0, text + cchHead, -1, copy.get() + cchHead, cb, nullptr, nullptr);
+        cbAll = cb > 0 ? static_cast<int>(cchHead) + cb : 0;
+        if (cb <= 0)
+        {
+            copy[0] = '\0';
+        }
     }
     if (pcb != nullptr)
     {
-        *pcb = cb;
+        *pcb = cbAll;
     }
     return copy;
 }
@@ -49,14 +107,19 @@ std::unique_ptr<wchar_t[]> WideCopyAtOnce(UINT codePage, const char* text, DWORD
     {
         copy.reset(new (std::nothrow) wchar_t[size_t{cb} + 2]);
     }
-    const int cch = copy != nullptr
-                        ? MultiByteToWideChar(codePage, 0, text, -1, copy.get(), static_cast<int>(cb) + 1)
-                        : 0;
+    if (copy == nullptr)
+    {
+        return nullptr;
+    }
+    const size_t cbHead = CountAscii(text, cb);
+    CopyAscii(text, cbHead, copy.get());
+    const int cch = MultiByteToWideChar(codePage, 0, text + cbHead, -1, copy.get() + cbHead,
+                                        static_cast<int>(cb - cbHead) + 1);
     if (cch <= 0)
     {
         return nullptr;
     }
     // The terminator may have been taken for the rest of a character that is cut off.
-    copy[static_cast<size_t>(cch)] = L'\0';
+    copy[cbHead + static_cast<size_t>(cch)] = L'\0';
     return copy;
 }

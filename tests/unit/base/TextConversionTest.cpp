@@ -129,4 +129,52 @@ TEST_F(TextConversionTest, WideCopyAtOnceTakesTheTextUpToItsEnd)
     }
 }
 
+constexpr size_t kLengths[] = {1, 31, 32, 33, 63, 64, 65, 70};
+
+// Plain text is taken in strides: what is not plain stands at every place of some, and at their edges.
+TEST_F(TextConversionTest, ConvertsLongTextAsThePlatformDoes)
+{
+    for (const wchar_t special : {L'\x7F', L'\x80', L'\xFF', L'\x100', L'\u20AC', L'\xFFFF'})
+    {
+        for (const size_t length : kLengths)
+        {
+            for (size_t place = 0; place < length; ++place)
+            {
+                std::wstring text(length, L'a');
+                text[place] = special;
+                for (const UINT codePage : {UINT{CP_UTF8}, UINT{CP_ACP}})
+                {
+                    char expected[4 * 70] = {};
+                    const int cbExpected = WideCharToMultiByte(codePage, 0, text.c_str(), -1, expected,
+                                                               sizeof(expected), nullptr, nullptr);
+                    int cb = 0;
+                    const std::unique_ptr<char[]> copy = NarrowCopy(codePage, text.c_str(), &cb);
+                    ASSERT_EQ(cb, cbExpected) << length << " characters, special is number " << place;
+                    ASSERT_STREQ(copy.get(), expected)
+                        << length << " characters, special is number " << place;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(TextConversionTest, WideCopyAtOnceTakesLongTextUpToItsEnd)
+{
+    for (const std::string& special : {std::string("\x7F"), std::string("\xC2\x80"), std::string(1, '\0')})
+    {
+        for (const size_t length : kLengths)
+        {
+            for (size_t place = 0; place <= length; ++place)
+            {
+                const std::string text = std::string(place, 'a') + special + std::string(length - place, 'b');
+                wchar_t expected[80] = {};
+                MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, expected, 80);
+                const std::unique_ptr<wchar_t[]> copy =
+                    WideCopyAtOnce(CP_UTF8, text.c_str(), static_cast<DWORD>(text.size()));
+                ASSERT_STREQ(copy.get(), expected) << place << " characters before, " << length << " in all";
+            }
+        }
+    }
+}
+
 }  // namespace
