@@ -64,7 +64,9 @@ void AppendPair(std::string& record, const TraceVarPair& pair)
     }
     if (pair.pValue != nullptr)
     {
-        record.append(pair.pValue->Text());
+        const std::string& strValue = pair.pValue->Text();
+        record.reserve(record.size() + strValue.size() + 2);  // with the ends of pair and record
+        record.append(strValue);
     }
     record.append(1, ',');
 }
