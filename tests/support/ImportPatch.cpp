@@ -49,7 +49,7 @@ std::vector<void**> CImportPatch::FindEntries(HMODULE hModule, const char* pszFu
 {
     std::vector<void**> entries;
     ForEach(hModule,
-            [&](const char* pszName, void** ppEntry)
+            [&](const char*, const char* pszName, void** ppEntry)
             {
                 if (std::strcmp(pszName, pszFunction) == 0)
                 {
@@ -59,8 +59,7 @@ std::vector<void**> CImportPatch::FindEntries(HMODULE hModule, const char* pszFu
     return entries;
 }
 
-void CImportPatch::ForEach(HMODULE hModule,
-                           const std::function<void(const char* pszFunction, void** ppEntry)>& visit)
+void CImportPatch::ForEach(HMODULE hModule, const Visit& visit)
 {
     const auto* pDos = At<const IMAGE_DOS_HEADER>(hModule, 0);
     const auto* pNt = At<const IMAGE_NT_HEADERS64>(hModule, static_cast<std::uintptr_t>(pDos->e_lfanew));
@@ -77,7 +76,7 @@ void CImportPatch::ForEach(HMODULE hModule,
                 continue;
             }
             const auto* pImport = At<const IMAGE_IMPORT_BY_NAME>(hModule, pName->u1.AddressOfData);
-            visit(reinterpret_cast<const char*>(pImport->Name),
+            visit(At<const char>(hModule, pDescriptor->Name), reinterpret_cast<const char*>(pImport->Name),
                   reinterpret_cast<void**>(&pEntry->u1.Function));
         }
     }

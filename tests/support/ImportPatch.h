@@ -33,17 +33,17 @@ public:
     // Leaves the entries alone from now on, because the patched module has been unloaded.
     void Forget() { m_entries.clear(); }
 
-    // Calls visit for each function that hModule imports by name, with the place of its address.
-    static void ForEach(HMODULE hModule,
-                        const std::function<void(const char* pszFunction, void** ppEntry)>& visit);
-
     // True when hModule imports a function of that name.
     static bool IsImported(HMODULE hModule, const char* pszFunction);
+
+    // Gives visit each import by name of hModule, the C runtime's variables too, and where its entry is.
+    using Visit = std::function<void(const char* pszLibrary, const char* pszName, void** ppEntry)>;
+    static void ForEach(HMODULE hModule, const Visit& visit);
+    static void Write(void** ppEntry, void* pValue);
 
 private:
     void Apply(HMODULE hModule, const char* pszFunction, void* pReplacement);
     static std::vector<void**> FindEntries(HMODULE hModule, const char* pszFunction);
-    static void Write(void** ppEntry, void* pValue);
 
     std::vector<void**> m_entries;
     void* m_pOriginal = nullptr;

@@ -48,7 +48,7 @@ CPlatformCalls::CPlatformCalls(HMODULE hModule)
 {
     std::vector<std::pair<const CCallRow*, void**>> entries;
     CImportPatch::ForEach(hModule,
-                          [&](const char* pszName, void** ppEntry)
+                          [&](const char*, const char* pszName, void** ppEntry)
                           {
                               const CCallRow* const pRow = FindCallRow(pszName);
                               if (pRow == nullptr)
