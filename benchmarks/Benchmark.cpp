@@ -3,6 +3,7 @@
 // this process's number on the Unix host are its arguments.
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -78,8 +79,8 @@ std::vector<CWork> AllWork(const CScale& scale, const std::wstring& server)
         {"form of 10 MB", formOf(10 * kMB)},
         {"first exchange", formOf(kKB), scale.perTurn, 1, true},
         {"1 object", formOf(kKB), scale.perTurn, 1},
-        {"4 objects at once", formOf(kKB), 1, 4},
-        {"16 objects at once", formOf(kKB), 1, 16},
+        {"4 objects at once", formOf(kKB), scale.perTurn, 4},
+        {"16 objects at once", formOf(kKB), std::max(1, scale.perTurn / 3), 16},
         {"file of " + std::to_string(scale.megabytes) + " MB", file, 1, 1, false, true},
     };
     return all;

@@ -3,7 +3,7 @@ from results import COMPONENT, UNIT
 
 SHOWN = {UNIT: "#8a8f98", COMPONENT: "#1f6feb", "XMLHTTP": "#d29922", "ServerXMLHTTP": "#bc8cff",
          "WinHttpRequest": "#3fb950"}
-LEFT, RIGHT, BAR, GAP, SCALE = 190, 60, 12, 14, 130
+LEFT, RIGHT, BAR, GAP, SCALE = 190, 100, 12, 14, 130
 LONGEST = 4.0
 
 
