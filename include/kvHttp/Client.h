@@ -51,7 +51,8 @@ public:
     // Uses the registered component.
     CClient() = default;
 
-    // Uses the module in this file, registered or not. A relative path is one beside the program.
+    // Uses the module in this file, registered or not. A relative path is one beside the program; an empty
+    // one stands for the registered component.
     explicit CClient(std::wstring strModule) noexcept : m_component(std::move(strModule)) {}
 
     // Uses what this factory makes, which must not be null.
@@ -96,7 +97,8 @@ public:
     // Whether the trace gets answers in memory as plain text. It does not without this.
     void SetTraceResponse(bool bTrace) noexcept { m_bTraceResponse = bTrace; }
 
-    // Called at each change of the status, the first and the last one too, on this thread.
+    // Called at each change of the status, the first and the last one too, and each time the file is found to
+    // have grown, on this thread.
     void OnChange(std::function<void(const Progress&)> onChange) { Keep(m_pOnChange, std::move(onChange)); }
     // Asked about each message that Wait is about to dispatch; true: it is dealt with. For IsDialogMessage
     // and the like.
@@ -213,7 +215,7 @@ public:
         {
             GiveUp(Outcome::DeadlinePassed);
         }
-        else if (std::exchange(m_nStatus, nStatus) != nStatus)
+        else if (std::exchange(m_nStatus, nStatus) != nStatus || FileBytes() != m_nFileBytes)
         {
             Report();
         }
@@ -233,12 +235,9 @@ public:
     }
 
     // The answer of the last exchange, once.
-    Answer TakeAnswer() noexcept { return std::exchange(m_answer, NoAnswer(m_outcome)); }
+    Answer TakeAnswer() noexcept { return std::exchange(m_answer, NoAnswer(m_outcome, m_nStatus)); }
 
-    Progress State() const noexcept
-    {
-        return {m_outcome, m_nStatus, ElapsedMs(), FileSize(m_strFile.c_str())};
-    }
+    Progress State() const noexcept { return {m_outcome, m_nStatus, ElapsedMs(), FileBytes()}; }
 
     // What the platform said when the component could not be made.
     HRESULT Result() const noexcept { return m_component.Result(); }
@@ -277,18 +276,25 @@ private:
         return count < 0 ? 0 : static_cast<unsigned long>(count < kMost ? count : kMost);
     }
 
-    Answer NoAnswer(Outcome outcome) const noexcept
+    Answer NoAnswer(Outcome outcome, unsigned long nStatus = REQ_STATUS_IDLE) const noexcept
     {
         Answer answer;
         answer.outcome = outcome;
         answer.hr = Result();
-        answer.nStatus = m_nStatus;
+        answer.nStatus = nStatus;
         return answer;
     }
 
     ULONGLONG ElapsedMs() const noexcept
     {
         return (m_outcome == Outcome::Running ? GetTickCount64() : m_end) - m_begin;
+    }
+
+    // Before the answer comes a file of that name is an old one.
+    unsigned long long FileBytes() const noexcept
+    {
+        const bool bNew = m_nStatus == REQ_STATUS_RECEIVING || m_nStatus == REQ_STATUS_DONE;
+        return bNew ? FileSize(m_strFile.c_str()) : 0;
     }
 
     Outcome TryStart(const Form& form) noexcept
@@ -377,17 +383,14 @@ private:
         m_outcome = outcome;
         m_end = GetTickCount64();
         StopTimer();
-        m_answer = NoAnswer(outcome);
+        m_answer = NoAnswer(outcome, m_nStatus);
         m_answer.nElapsedMs = ElapsedMs();
         if (outcome == Outcome::Done && m_strFile.empty())
         {
             m_answer.TakeText(*m_component.Get());
             m_outcome = m_answer.outcome;
         }
-        else if (outcome == Outcome::Done)
-        {
-            m_answer.nFileBytes = FileSize(m_strFile.c_str());
-        }
+        m_answer.nFileBytes = FileBytes();
         Report();
     }
 
@@ -397,8 +400,10 @@ private:
         const std::shared_ptr<std::function<void(const Progress&)>> pOnChange = m_pOnChange;
         if (pOnChange != nullptr)
         {
+            const Progress progress = State();
+            m_nFileBytes = progress.nFileBytes;
             const bool bReporting = std::exchange(m_bReporting, true);
-            (*pOnChange)(State());
+            (*pOnChange)(progress);
             m_bReporting = bReporting;
         }
     }
@@ -484,6 +489,7 @@ private:
     unsigned long m_nStatus = REQ_STATUS_IDLE;
     Answer m_answer;
     std::wstring m_strFile;
+    unsigned long long m_nFileBytes = 0;  // as reported last
     ULONGLONG m_begin = 0;
     ULONGLONG m_end = 0;
     bool m_bBusy = false;  // a call of the host's is in here that must come to its end

@@ -41,7 +41,8 @@ public:
     // The registered one.
     CComponent() = default;
 
-    // That of the module in this file, registered or not. A relative path is one beside the program.
+    // That of the module in this file, registered or not. A relative path is one beside the program; an empty
+    // one stands for the registered component.
     explicit CComponent(std::wstring strModule) noexcept : m_strModule(std::move(strModule)) {}
 
     // What this factory makes, which must not be null.

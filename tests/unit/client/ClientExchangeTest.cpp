@@ -191,14 +191,23 @@ TEST_F(ClientFileTest, SaysWhenTheBytesCannotBeRead)
     EXPECT_EQ(m_client.PostForBytes(L"u", L"d").outcome, Outcome::FileUnreadable);
 }
 
-TEST_F(ClientFileTest, TellsTheBytesSoFar)
+TEST_F(ClientFileTest, ReportsHowTheFileGrows)
 {
-    m_httpRaw.m_statuses.Always(REQ_STATUS_RECEIVING);
-    m_httpRaw.m_onPoll = [this] { std::ofstream(std::filesystem::path(m_httpRaw.m_file)) << "123"; };
-    m_client.Start({L"u", L"d", Path(L"growing")});
-    EXPECT_EQ(m_client.State().nFileBytes, 0u);
-    EXPECT_EQ(m_client.Poll(), Outcome::Running);
-    EXPECT_EQ(m_client.State().nFileBytes, 3u);
+    m_folder.Write(L"file", "an old one");
+    for (const unsigned long status : {5ul, 6ul, 6ul, 6ul, 9ul})
+    {
+        m_httpRaw.m_statuses.Then(status);
+    }
+    m_httpRaw.m_onPoll = [this]
+    {
+        const size_t sizes[] = {0, 10, 3, 3, 4, 5};
+        const std::string bytes(sizes[m_httpRaw.m_polls], 'x');
+        std::ofstream(std::filesystem::path(m_httpRaw.m_file)) << bytes;
+    };
+    std::vector<unsigned long long> sizes;
+    m_client.OnChange([&](const kvHttp::Progress& progress) { sizes.push_back(progress.nFileBytes); });
+    EXPECT_EQ(m_client.PostToFile(L"u", L"d", Path(L"file")).nFileBytes, 5u);
+    EXPECT_THAT(sizes, ElementsAre(0, 3, 4, 5));
 }
 
 // Its worker deletes the file by name, and could meet that of the next exchange.

@@ -251,24 +251,35 @@ TEST_F(ClientWaitTest, LetsTheReportOfTheEndBeginTheNextExchange)
             if (progress.outcome == Outcome::Failed)
             {
                 EXPECT_EQ(m_client.Start({L"again", L"d", L""}), Outcome::Running);
-                EXPECT_EQ(m_client.Wait().outcome, Outcome::Busy) << "a report is no place to wait in";
             }
         });
     EXPECT_EQ(m_client.Post(L"u", L"d").outcome, Outcome::Done) << "of the last one";
     EXPECT_EQ(told.size(), 4u);
 }
 
+TEST_F(ClientWaitTest, AReportIsNoPlaceToWaitIn)
+{
+    Outcome outcome = Outcome::Idle;
+    m_client.OnChange([&](const Progress&) { outcome = m_client.Wait().outcome; });
+    m_client.Start({L"u", L"d", L""});
+    EXPECT_EQ(outcome, Outcome::Busy);
+}
+
 TEST_F(ClientWaitTest, AReportMayCancelAndAskForOtherReports)
 {
     std::vector<std::pair<Outcome, unsigned long>> told;
+    auto pCaptured = std::make_shared<int>(1);
+    const std::weak_ptr<int> captured = pCaptured;
     m_client.OnChange(
-        [&](const Progress&)
+        [&, pKept = std::move(pCaptured)](const Progress&)
         {
             m_client.Cancel();
             m_client.OnChange(Record(told));
+            EXPECT_FALSE(captured.expired()) << "the function has gone while it runs";
         });
     EXPECT_EQ(m_client.Post(L"u", L"d").outcome, Outcome::Cancelled);
     EXPECT_THAT(told, ElementsAre(std::pair(Outcome::Cancelled, 5ul)));
+    EXPECT_TRUE(captured.expired());
 }
 
 // The host's own loop serves the client's timer.
@@ -287,7 +298,8 @@ TEST_F(ClientWaitTest, LooksAfterAStartedExchangeWhereverMessagesAreDispatched)
     }
     KillTimer(nullptr, timer);
     EXPECT_THAT(told, ElementsAre(std::pair(Outcome::Running, 5ul), std::pair(Outcome::Done, 9ul)));
-    EXPECT_THAT(TakeMessages(), IsEmpty()) << "the timer goes on";
+    EXPECT_FALSE(KillTimer(FindWindowExW(HWND_MESSAGE, nullptr, L"STATIC", nullptr), 1))
+        << "the timer goes on";
 }
 
 TEST_F(ClientWaitTest, CloseEndsWhatRunsAndReportsNothing)
