@@ -20,6 +20,7 @@ constexpr wchar_t kUsage[] =
     L"Posts the form data DATA to URL and prints the answer. DATA is sent as it stands, in UTF-8.\n"
     L"  --file PATH          then post once more, and write that answer to the file PATH\n"
     L"  --file-url URL       where that second post goes (as a rule to the same URL)\n"
+    L"  --module PATH        use this kvHttp.dll, registered or not (the registered one)\n"
     L"  --timeout SECONDS    how long each exchange may take (30)\n"
     L"  --max-answer N       print at most N characters of the answer (2000)\n"
     L"  --expect-text TEXT   the answer must contain TEXT\n"
@@ -72,6 +73,7 @@ bool SetOption(Options& options, const std::wstring& name, const std::wstring& v
     };
     constexpr TextOption kTextOptions[] = {{L"--file", &Options::strFile},
                                            {L"--file-url", &Options::strFileUrl},
+                                           {L"--module", &Options::strModule},
                                            {L"--expect-text", &Options::strExpectedText},
                                            {L"--expect-sha256", &Options::strExpectedSha256}};
     for (const TextOption& option : kTextOptions)

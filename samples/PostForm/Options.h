@@ -13,6 +13,7 @@ struct Options
     std::wstring strFile;            // of the second exchange; empty: there is none
     std::wstring strFileUrl;         // of the second exchange; empty: the first one's
     std::wstring strExpectedSha256;  // of the file; empty: not checked
+    std::wstring strModule;          // where kvHttp.dll is; empty: the registered one
     unsigned long nTimeout = 30;     // in seconds
     size_t nMaxAnswer = 2000;        // characters
     bool bHelp = false;

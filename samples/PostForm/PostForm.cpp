@@ -1,5 +1,5 @@
-// A console host: creates the component, posts a form, shows what happens, prints the answer, and then,
-// when a file is named, takes a second answer into it.
+// A console host: posts a form, shows what happens, prints the answer, and then, when a file is named, takes
+// a second answer into it.
 #include <windows.h>
 
 #include <cwchar>
@@ -7,10 +7,10 @@
 #include <string>
 
 #include "Checksum.h"
-#include "Exchange.h"
-#include "kvHttp/HttpRaw.h"
+#include "kvHttp/Client.h"
 #include "Options.h"
 #include "Output.h"
+#include "Report.h"
 
 namespace
 {
@@ -22,64 +22,6 @@ enum ExitCode
     EXIT_USAGE = 2,
     EXIT_NO_COMPONENT = 3
 };
-
-class CComApartment
-{
-public:
-    CComApartment() : m_hr(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
-    ~CComApartment()
-    {
-        if (SUCCEEDED(m_hr))
-        {
-            CoUninitialize();
-        }
-    }
-    CComApartment(const CComApartment&) = delete;
-    CComApartment& operator=(const CComApartment&) = delete;
-
-private:
-    HRESULT m_hr;
-};
-
-class CHttpRawPointer
-{
-public:
-    CHttpRawPointer()
-    {
-        void* pHttpRaw = nullptr;
-        m_hr = CoCreateInstance(CLSID_HttpRaw, nullptr, CLSCTX_INPROC_SERVER, IID_IHttpRaw, &pHttpRaw);
-        m_pHttpRaw = static_cast<IHttpRaw*>(pHttpRaw);
-    }
-    ~CHttpRawPointer()
-    {
-        if (m_pHttpRaw != nullptr)
-        {
-            m_pHttpRaw->Release();
-        }
-    }
-    CHttpRawPointer(const CHttpRawPointer&) = delete;
-    CHttpRawPointer& operator=(const CHttpRawPointer&) = delete;
-
-    IHttpRaw* Get() const { return m_pHttpRaw; }
-    HRESULT Result() const { return m_hr; }
-
-private:
-    HRESULT m_hr = E_FAIL;
-    IHttpRaw* m_pHttpRaw = nullptr;
-};
-
-// An answer with a byte that ends text is cut there; an empty one counts as none.
-std::wstring TakeAnswer(IHttpRaw* pHttpRaw)
-{
-    BSTR bstrAnswer = nullptr;
-    if (FAILED(pHttpRaw->GetResponseData(&bstrAnswer)))
-    {
-        return {};
-    }
-    std::wstring answer(bstrAnswer, SysStringLen(bstrAnswer));
-    SysFreeString(bstrAnswer);
-    return answer;
-}
 
 void PrintAnswer(const std::wstring& answer, size_t maximum)
 {
@@ -103,24 +45,27 @@ void PrintAnswer(const std::wstring& answer, size_t maximum)
     }
 }
 
-bool ReportFailure(unsigned long status)
+bool ReportFailure(const kvHttp::Answer& answer)
 {
-    PrintError(L"PostForm: the exchange ended in status " + std::to_wstring(status) + L", " + NameOf(status) +
-               L". " + AdviceFor(status));
+    const std::wstring status = answer.nStatus == REQ_STATUS_IDLE
+                                    ? L"nothing was sent. "
+                                    : L"the exchange ended in status " + std::to_wstring(answer.nStatus) +
+                                          L", " + NameOf(answer.nStatus) + L". ";
+    PrintError(L"PostForm: " + status + answer.Reason());
     return false;
 }
 
-bool PostIntoMemory(IHttpRaw* pHttpRaw, const Options& options)
+bool PostIntoMemory(kvHttp::CClient& client, const Options& options)
 {
     Print(L"Posting to " + options.strUrl + L"\n");
-    const unsigned long status = RunExchange(pHttpRaw, options.strUrl, options.strData, L"");
-    if (status != REQ_STATUS_DONE)
+    client.OnChange(CReport());
+    const kvHttp::Answer answer = client.Post(options.strUrl, options.strData);
+    if (!answer)
     {
-        return ReportFailure(status);
+        return ReportFailure(answer);
     }
-    const std::wstring answer = TakeAnswer(pHttpRaw);
-    PrintAnswer(answer, options.nMaxAnswer);
-    if (answer.find(options.strExpectedText) == std::wstring::npos)
+    PrintAnswer(answer.strText, options.nMaxAnswer);
+    if (answer.strText.find(options.strExpectedText) == std::wstring::npos)
     {
         PrintError(L"PostForm: the answer does not contain \"" + options.strExpectedText + L"\".");
         return false;
@@ -128,14 +73,15 @@ bool PostIntoMemory(IHttpRaw* pHttpRaw, const Options& options)
     return true;
 }
 
-bool PostIntoFile(IHttpRaw* pHttpRaw, const Options& options)
+bool PostIntoFile(kvHttp::CClient& client, const Options& options)
 {
     const std::wstring& url = options.strFileUrl.empty() ? options.strUrl : options.strFileUrl;
     Print(L"\nPosting to " + url + L", into the file " + options.strFile + L"\n");
-    const unsigned long status = RunExchange(pHttpRaw, url, options.strData, options.strFile);
-    if (status != REQ_STATUS_DONE)
+    client.OnChange(CReport());
+    const kvHttp::Answer answer = client.PostToFile(url, options.strData, options.strFile);
+    if (!answer)
     {
-        return ReportFailure(status);
+        return ReportFailure(answer);
     }
     const std::optional<FileSummary> summary = SummarizeFile(options.strFile);
     if (!summary)
@@ -159,22 +105,24 @@ bool PostIntoFile(IHttpRaw* pHttpRaw, const Options& options)
     return true;
 }
 
+// The helper has a constructor for each way to the component; without a path it takes the registered one.
 int Run(const Options& options)
 {
-    const CComApartment apartment;
-    const CHttpRawPointer httpRaw;
-    if (httpRaw.Get() == nullptr)
+    kvHttp::CClient client(options.strModule);
+    const kvHttp::Outcome outcome = client.Open();
+    if (outcome != kvHttp::Outcome::Idle)
     {
         wchar_t szResult[20] = {};
         std::swprintf(szResult, sizeof(szResult) / sizeof(szResult[0]), L"0x%08lX",
-                      static_cast<unsigned long>(httpRaw.Result()));
-        PrintError(std::wstring(L"PostForm: the component could not be created (") + szResult +
-                   L"). Register it: regsvr32 kvHttp.dll");
+                      static_cast<unsigned long>(client.Result()));
+        PrintError(std::wstring(L"PostForm: ") + Describe(outcome) + L" (" + szResult + L")");
         return EXIT_NO_COMPONENT;
     }
-    httpRaw.Get()->SetTimeout(options.nTimeout);
-    const bool bGood = PostIntoMemory(httpRaw.Get(), options) &&
-                       (options.strFile.empty() || PostIntoFile(httpRaw.Get(), options));
+    client.SetTimeout(std::chrono::seconds(options.nTimeout));
+    client.SetPollInterval(std::chrono::milliseconds(20));
+    client.SetTraceResponse(true);
+    const bool bGood =
+        PostIntoMemory(client, options) && (options.strFile.empty() || PostIntoFile(client, options));
     return bGood ? EXIT_GOOD : EXIT_EXCHANGE_FAILED;
 }
 

@@ -1,9 +1,9 @@
 #include "ExchangeView.h"
 
-#include <cwchar>
-
 #include "Controls.h"
 #include "StatusText.h"
+
+using kvHttp::Outcome;
 
 namespace
 {
@@ -14,18 +14,15 @@ void ShowStatus(HWND hWnd, const std::wstring& status, const std::wstring& meani
     SetControlText(hWnd, ID_MEANING, meaning);
 }
 
-std::wstring MeaningOfNow(const CExchange& exchange)
+std::wstring MeaningOfNow(const kvHttp::Progress& progress, bool bFile)
 {
-    const unsigned long status = exchange.Status();
-    if (exchange.HasFile() && status == REQ_STATUS_RECEIVING && !exchange.FileSize())
-    {
-        return kNoFileText;
-    }
-    if (exchange.HasFile() && status == REQ_STATUS_DONE)
+    if (bFile && progress.outcome == Outcome::Done)
     {
         return kDoneInFileText;
     }
-    return MeaningOf(status);
+    // The helper knows of ends that the component has no status for.
+    return kvHttp::OutcomeOf(progress.nStatus) == progress.outcome ? MeaningOf(progress.nStatus)
+                                                                   : Describe(progress.outcome);
 }
 
 }  // namespace
@@ -35,12 +32,9 @@ void ShowNothingSent(HWND hWnd)
     ShowStatus(hWnd, NameOf(REQ_STATUS_IDLE), MeaningOf(REQ_STATUS_IDLE));
 }
 
-void ShowCannotStart(HWND hWnd, HRESULT hr)
+void ShowCannotStart(HWND hWnd, Outcome outcome)
 {
-    wchar_t szResult[20] = {};
-    std::swprintf(szResult, sizeof(szResult) / sizeof(szResult[0]), L"0x%08lX",
-                  static_cast<unsigned long>(hr));
-    ShowStatus(hWnd, L"Not sent", std::wstring(L"The component reports ") + szResult + L".");
+    ShowStatus(hWnd, L"Not sent", Describe(outcome));
 }
 
 void ShowStarted(HWND hWnd)
@@ -51,28 +45,22 @@ void ShowStarted(HWND hWnd)
     ShowProgressRunning(hWnd);
 }
 
-void ShowExchange(HWND hWnd, const CExchange& exchange)
+void ShowExchange(HWND hWnd, const kvHttp::Progress& progress, bool bFile)
 {
-    ShowStatus(hWnd, NameOf(exchange.Status()) + (L", " + FormatElapsed(exchange.ElapsedMs())),
-               MeaningOfNow(exchange));
-    const std::optional<ULONGLONG> size = exchange.FileSize();
-    if (exchange.Status() == REQ_STATUS_RECEIVING && size)
+    ShowStatus(hWnd, NameOf(progress.nStatus) + (L", " + FormatElapsed(progress.nElapsedMs)),
+               MeaningOfNow(progress, bFile));
+    if (bFile && progress.nStatus == REQ_STATUS_RECEIVING)
     {
-        SetControlText(hWnd, ID_BYTES, FormatSize(*size) + L" so far");
+        SetControlText(hWnd, ID_BYTES, FormatSize(progress.nFileBytes) + L" so far");
     }
 }
 
-void ShowEnded(HWND hWnd, CExchange& exchange)
+void ShowEnded(HWND hWnd, const kvHttp::Answer& answer, bool bFile)
 {
-    const bool bDone = exchange.Status() == REQ_STATUS_DONE;
-    const std::optional<ULONGLONG> size = exchange.FileSize();
-    SetControlText(hWnd, ID_BYTES, bDone && size ? FormatSize(*size) : std::wstring());
-    if (bDone)
-    {
-        SetControlText(hWnd, ID_ANSWER, WithFieldLineEnds(exchange.TakeAnswer()));
-    }
+    SetControlText(hWnd, ID_BYTES, bFile && answer ? FormatSize(answer.nFileBytes) : std::wstring());
+    SetControlText(hWnd, ID_ANSWER, WithFieldLineEnds(answer.strText));
     SwitchControls(hWnd, ID_POST, ID_STOP);
-    ShowProgressEnded(hWnd, bDone);
+    ShowProgressEnded(hWnd, static_cast<bool>(answer));
 }
 
 void ShowStopping(HWND hWnd)
@@ -81,9 +69,9 @@ void ShowStopping(HWND hWnd)
     UpdateWindow(hWnd);
 }
 
-void ShowStopped(HWND hWnd, const CExchange& exchange)
+void ShowStopped(HWND hWnd, const kvHttp::Progress& progress)
 {
-    ShowStatus(hWnd, L"Stopped after " + FormatElapsed(exchange.ElapsedMs()), kStoppedText);
+    ShowStatus(hWnd, L"Stopped after " + FormatElapsed(progress.nElapsedMs), kStoppedText);
     SetControlText(hWnd, ID_BYTES, L"");
     SwitchControls(hWnd, ID_POST, ID_STOP);
     ShowProgressEnded(hWnd, false);

@@ -3,17 +3,17 @@
 
 #include <windows.h>
 
-#include "Exchange.h"
+#include "kvHttp/Client.h"
 
 void ShowNothingSent(HWND hWnd);
-void ShowCannotStart(HWND hWnd, HRESULT hr);
+void ShowCannotStart(HWND hWnd, kvHttp::Outcome outcome);
 void ShowStarted(HWND hWnd);
 
-// The status, the time, and the bytes in the target file.
-void ShowExchange(HWND hWnd, const CExchange& exchange);
+// The status, the time, and the bytes in the target file, if there is one.
+void ShowExchange(HWND hWnd, const kvHttp::Progress& progress, bool bFile);
 
 // The answer, if it is there.
-void ShowEnded(HWND hWnd, CExchange& exchange);
+void ShowEnded(HWND hWnd, const kvHttp::Answer& answer, bool bFile);
 
 void ShowStopping(HWND hWnd);
-void ShowStopped(HWND hWnd, const CExchange& exchange);
+void ShowStopped(HWND hWnd, const kvHttp::Progress& progress);

@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "ExchangeView.h"
-#include "StatusText.h"
+using kvHttp::Outcome;
 
 namespace
 {
 
-constexpr UINT_PTR kPollTimer = 1;
-constexpr UINT kPollMs = 50;
+constexpr UINT_PTR kClockTimer = 1;
+constexpr UINT kClockMs = 50;
 constexpr unsigned long kMaxTimeout = 86400;
 constexpr DWORD kLongestPath = 32768;
 
@@ -61,7 +61,7 @@ INT_PTR CMainWindow::OnMessage(UINT nMessage, WPARAM wParam, LPARAM lParam)
             OnCommand(LOWORD(wParam));
             return TRUE;
         case WM_TIMER:
-            OnPoll();
+            OnTick();
             return TRUE;
         case WM_SIZE:
             m_layout->Arrange();
@@ -91,6 +91,8 @@ INT_PTR CMainWindow::OnMessage(UINT nMessage, WPARAM wParam, LPARAM lParam)
 void CMainWindow::OnInit()
 {
     SetWindowTextW(m_hWnd, L"Post a form");
+    m_client.SetParentWnd(m_hWnd);
+    m_client.OnChange([this](const kvHttp::Progress& progress) { OnChange(progress); });
     CreateControls(m_hWnd);
     TakeSystemFont();
     PlaceInitially();
@@ -104,7 +106,7 @@ void CMainWindow::OnInit()
 
 void CMainWindow::OnCommand(int id)
 {
-    if (m_bReleasing)
+    if (m_bWaiting)
     {
         return;  // the component keeps users' input back, but not that of programs
     }
@@ -114,7 +116,7 @@ void CMainWindow::OnCommand(int id)
             OnPost();
             break;
         case ID_STOP:
-            OnStop();
+            m_client.Cancel();
             break;
         case ID_BROWSE:
             OnBrowse();
@@ -127,56 +129,61 @@ void CMainWindow::OnCommand(int id)
 void CMainWindow::OnPost()
 {
     // Enter comes here even while the button is disabled.
-    const std::optional<Form> form = m_exchange.IsRunning() ? std::nullopt : ReadForm();
+    const Outcome before = m_client.State().outcome;
+    const std::optional<kvHttp::Form> form = before == Outcome::Running ? std::nullopt : ReadForm();
     if (!form)
     {
         return;
     }
-    // After a time-out the worker may still run, and hold the file.
-    if (m_exchange.Status() == REQ_STATUS_TIMEOUT)
+    // The client waits for the file of an exchange that was given up.
+    if (before == Outcome::TimedOut || before == Outcome::Cancelled)
     {
         ShowStopping(m_hWnd);
-        if (!ReleaseExchange())
-        {
-            return;
-        }
     }
-    const HRESULT hr = m_exchange.Start(m_hWnd, *form);
-    if (FAILED(hr))
+    m_bFile = !form->strFile.empty();
+    m_bWaiting = true;
+    const Outcome outcome = m_client.Start(*form);
+    m_bWaiting = false;
+    if (m_bCloseAsked)
     {
-        ShowCannotStart(m_hWnd, hr);
-        return;
+        EndClient();
     }
-    ShowStarted(m_hWnd);
-    SetTimer(m_hWnd, kPollTimer, kPollMs, nullptr);
-}
-
-void CMainWindow::OnPoll()
-{
-    if (!m_exchange.IsRunning())
+    else if (outcome != Outcome::Running)
     {
-        return;
+        ShowCannotStart(m_hWnd, outcome);
     }
-    m_exchange.Poll();
-    ShowExchange(m_hWnd, m_exchange);
-    if (!m_exchange.IsRunning())
+    else
     {
-        KillTimer(m_hWnd, kPollTimer);
-        ShowEnded(m_hWnd, m_exchange);
+        ShowStarted(m_hWnd);
+        SetTimer(m_hWnd, kClockTimer, kClockMs, nullptr);
     }
 }
 
-void CMainWindow::OnStop()
+void CMainWindow::OnChange(const kvHttp::Progress& progress)
 {
-    if (!m_exchange.IsRunning())
+    ShowExchange(m_hWnd, progress, m_bFile);
+    if (progress.outcome == Outcome::Running)
     {
         return;
     }
-    KillTimer(m_hWnd, kPollTimer);
-    ShowStopping(m_hWnd);
-    if (ReleaseExchange())
+    KillTimer(m_hWnd, kClockTimer);
+    if (progress.outcome == Outcome::Cancelled)
     {
-        ShowStopped(m_hWnd, m_exchange);
+        ShowStopped(m_hWnd, progress);
+    }
+    else
+    {
+        ShowEnded(m_hWnd, m_client.TakeAnswer(), m_bFile);
+    }
+}
+
+// The time goes on between two changes.
+void CMainWindow::OnTick()
+{
+    const kvHttp::Progress progress = m_client.State();
+    if (progress.outcome == Outcome::Running)
+    {
+        ShowExchange(m_hWnd, progress, m_bFile);
     }
 }
 
@@ -187,11 +194,9 @@ void CMainWindow::OnClose()
         return;  // a dialog over it wants its answer first
     }
     m_bCloseAsked = true;
-    if (!m_bReleasing)
+    if (!m_bWaiting)
     {
-        KillTimer(m_hWnd, kPollTimer);
-        ShowStopping(m_hWnd);
-        ReleaseExchange();
+        EndClient();
     }
 }
 
@@ -204,18 +209,15 @@ void CMainWindow::OnOtherScreen(int dpi, const RECT& place)
                  SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
-bool CMainWindow::ReleaseExchange()
+// The window stays until the component's workers have gone, and posts its WM_QUIT only afterwards.
+void CMainWindow::EndClient()
 {
-    // This dispatches messages, and may so lead to OnClose. A WM_QUIT would make the component kill its
-    // worker: the window goes, and posts it, only afterwards.
-    m_bReleasing = true;
-    m_exchange.Release();
-    m_bReleasing = false;
-    if (m_bCloseAsked)
-    {
-        DestroyWindow(m_hWnd);
-    }
-    return !m_bCloseAsked;
+    KillTimer(m_hWnd, kClockTimer);
+    ShowStopping(m_hWnd);
+    m_bWaiting = true;
+    m_client.Close();
+    m_bWaiting = false;
+    DestroyWindow(m_hWnd);
 }
 
 void CMainWindow::OnBrowse()
@@ -237,13 +239,13 @@ void CMainWindow::OnBrowse()
     }
 }
 
-std::optional<Form> CMainWindow::ReadForm()
+std::optional<kvHttp::Form> CMainWindow::ReadForm()
 {
-    Form form;
+    kvHttp::Form form;
     form.strUrl = GetControlText(m_hWnd, ID_URL);
     form.strData = GetControlText(m_hWnd, ID_DATA);
     form.strFile = GetControlText(m_hWnd, ID_FILE);
-    form.nTimeout = std::wcstoul(GetControlText(m_hWnd, ID_TIMEOUT).c_str(), nullptr, 10);
+    const unsigned long nTimeout = std::wcstoul(GetControlText(m_hWnd, ID_TIMEOUT).c_str(), nullptr, 10);
     if (form.strUrl.empty())
     {
         return Refuse(ID_URL, L"Enter the URL to post to: http://host:port/path");
@@ -252,14 +254,15 @@ std::optional<Form> CMainWindow::ReadForm()
     {
         return Refuse(ID_DATA, L"Enter the form data: name=value&name=value");
     }
-    if (form.nTimeout < 1 || form.nTimeout > kMaxTimeout)
+    if (nTimeout < 1 || nTimeout > kMaxTimeout)
     {
         return Refuse(ID_TIMEOUT, L"Enter a time-out of 1 to 86400 seconds.");
     }
+    m_client.SetTimeout(std::chrono::seconds(nTimeout));
     return form;
 }
 
-std::optional<Form> CMainWindow::Refuse(ControlId id, const wchar_t* pszReason)
+std::optional<kvHttp::Form> CMainWindow::Refuse(ControlId id, const wchar_t* pszReason)
 {
     SetControlText(m_hWnd, ID_MEANING, pszReason);
     const HWND hControl = GetDlgItem(m_hWnd, id);

@@ -8,13 +8,14 @@
 
 #include "CommandLine.h"
 #include "Controls.h"
-#include "Exchange.h"
+#include "kvHttp/Client.h"
 #include "Layout.h"
 
 class CMainWindow
 {
 public:
-    CMainWindow(CExchange& exchange, const CommandLine& line) : m_exchange(exchange), m_line(line) {}
+    // The client must outlive the window.
+    CMainWindow(kvHttp::CClient& client, const CommandLine& line) : m_client(client), m_line(line) {}
     ~CMainWindow() { DeleteObject(m_hFont); }
     CMainWindow(const CMainWindow&) = delete;
     CMainWindow& operator=(const CMainWindow&) = delete;
@@ -28,8 +29,8 @@ private:
     void OnInit();
     void OnCommand(int id);
     void OnPost();
-    void OnPoll();
-    void OnStop();
+    void OnChange(const kvHttp::Progress& progress);
+    void OnTick();
     void OnBrowse();
     void OnClose();
     void OnOtherScreen(int dpi, const RECT& place);
@@ -39,18 +40,18 @@ private:
     void LimitSize(MINMAXINFO& info) const;
     void PlaceInitially();
 
-    std::optional<Form> ReadForm();
-    std::optional<Form> Refuse(ControlId id, const wchar_t* pszReason);
+    // The time-out is set in the client.
+    std::optional<kvHttp::Form> ReadForm();
+    std::optional<kvHttp::Form> Refuse(ControlId id, const wchar_t* pszReason);
+    void EndClient();
 
-    // False when the window was closed meanwhile: nothing is left to be shown then.
-    bool ReleaseExchange();
-
-    CExchange& m_exchange;
+    kvHttp::CClient& m_client;
     const CommandLine m_line;
     HWND m_hWnd = nullptr;
     HFONT m_hFont = nullptr;
     int m_dpi = SystemDpi();
     std::optional<CLayout> m_layout;
-    bool m_bReleasing = false;
+    bool m_bFile = false;     // the answer goes to one
+    bool m_bWaiting = false;  // messages are dispatched in a call of the client
     bool m_bCloseAsked = false;
 };

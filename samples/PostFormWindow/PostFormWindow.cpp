@@ -6,7 +6,7 @@
 #include <string>
 
 #include "CommandLine.h"
-#include "Exchange.h"
+#include "kvHttp/Client.h"
 #include "MainWindow.h"
 
 namespace
@@ -19,39 +19,20 @@ enum ExitCode
     EXIT_NO_WINDOW = 4
 };
 
-class CComApartment
-{
-public:
-    CComApartment() : m_hr(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
-    ~CComApartment()
-    {
-        if (SUCCEEDED(m_hr))
-        {
-            CoUninitialize();
-        }
-    }
-    CComApartment(const CComApartment&) = delete;
-    CComApartment& operator=(const CComApartment&) = delete;
-
-private:
-    HRESULT m_hr;
-};
-
 void ShowError(const std::wstring& text)
 {
     MessageBoxW(nullptr, text.c_str(), L"PostFormWindow", MB_OK | MB_ICONERROR);
 }
 
-void ShowNoComponent(HRESULT hr)
+void ShowNoComponent(kvHttp::Outcome outcome, HRESULT hr)
 {
     wchar_t szResult[20] = {};
     std::swprintf(szResult, sizeof(szResult) / sizeof(szResult[0]), L"0x%08lX",
                   static_cast<unsigned long>(hr));
-    ShowError(std::wstring(L"The component could not be created (") + szResult +
-              L").\n\nRegister its module, as administrator, and start again:\n\nregsvr32 kvHttp.dll");
+    ShowError(Describe(outcome) + (L"\n\n(" + std::wstring(szResult) + L")"));
 }
 
-// The component is polled by a timer of the window, and its error dialog belongs to the window: an ordinary
+// The client looks after its exchange by a timer, and its error dialog belongs to the window: an ordinary
 // message loop is all that it needs.
 int PumpMessages(HWND hWnd)
 {
@@ -77,16 +58,15 @@ int WINAPI WinMain(HINSTANCE /*hInstance*/, HINSTANCE /*hPrevious*/, LPSTR /*psz
         ShowError(std::wstring(L"The command line makes no sense. It can be:\n\n") + kUsage);
         return EXIT_USAGE;
     }
-    const CComApartment apartment;
-    CExchange exchange;
+    kvHttp::CClient client;
     // Now rather than at the first post, so that a missing module is told at once.
-    const HRESULT hr = exchange.Prepare();
-    if (FAILED(hr))
+    const kvHttp::Outcome outcome = client.Open();
+    if (outcome != kvHttp::Outcome::Idle)
     {
-        ShowNoComponent(hr);
+        ShowNoComponent(outcome, client.Result());
         return EXIT_NO_COMPONENT;
     }
-    CMainWindow window(exchange, *line);
+    CMainWindow window(client, *line);
     if (!window.Create())
     {
         return EXIT_NO_WINDOW;

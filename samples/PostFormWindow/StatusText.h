@@ -9,8 +9,6 @@ const wchar_t* NameOf(unsigned long status);
 const wchar_t* MeaningOf(unsigned long status);
 
 // Where the host knows more than the status says.
-inline constexpr wchar_t kNoFileText[] =
-    L"The target file cannot be made: check its folder. Nothing more will happen until the time-out.";
 inline constexpr wchar_t kDoneInFileText[] = L"The answer is complete, in the target file.";
 inline constexpr wchar_t kStoppingText[] = L"Waiting for the exchange to end.";
 inline constexpr wchar_t kStoppedText[] =

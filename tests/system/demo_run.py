@@ -21,6 +21,7 @@ from tinyproxy import Proxy  # pylint: disable=wrong-import-position
 from wine import ROOT, WINE_RUN, demo_server, windows_path  # pylint: disable=wrong-import-position
 
 DEMO = os.path.join(ROOT, "demo.sh")
+SHORT_HOSTS = ("FirstPost", "RawPost", "RawPostC")
 
 
 def wine_run(*arguments, prefix):
@@ -41,7 +42,7 @@ class ProgramTest(unittest.TestCase):
         self.work = self.enterContext(tempfile.TemporaryDirectory(prefix="kvhttp demo "))
         self.bin = os.path.join(self.work, "bin")
         for name in ("bin/kvHttp.dll", "bin/PostForm.exe", "bin/DemoServer.exe", "bin/tracecat.exe",
-                     "tracelib/qnztraceX64.dll"):
+                     "tracelib/qnztraceX64.dll", *(f"bin/{host}.exe" for host in SHORT_HOSTS)):
             place = os.path.join(self.work, name)
             os.makedirs(os.path.dirname(place), exist_ok=True)
             shutil.copy(os.path.join(BUILT, "..", name), place)
@@ -60,7 +61,13 @@ class ProgramTest(unittest.TestCase):
         self.run_command(code, DEMO, *arguments)
 
     def post_form(self, code, *arguments):
-        self.run_command(code, WINE_RUN, os.path.join(self.bin, "PostForm.exe"), *arguments)
+        self.run_host(code, "PostForm", *arguments)
+
+    def run_host(self, code, name, *arguments):
+        self.run_command(code, WINE_RUN, os.path.join(self.bin, name + ".exe"), *arguments)
+
+    def register(self, *options):
+        self.run_command(0, WINE_RUN, "regsvr32", "/s", *options, windows_path(os.path.join(self.bin, "kvHttp.dll")))
 
     def prints(self, *texts):
         for text in texts:
@@ -84,12 +91,19 @@ class CommandLineTest(ProgramTest):
             with self.subTest(arguments=arguments):
                 self.post_form(2, *arguments)
 
-    def test_the_sample_says_that_the_module_is_not_registered(self):
-        module = windows_path(os.path.join(self.bin, "kvHttp.dll"))
-        self.run_command(0, WINE_RUN, "regsvr32", "/s", module)
-        self.run_command(0, WINE_RUN, "regsvr32", "/s", "/u", module)
-        self.post_form(3, "http://127.0.0.1/", "a=1")
-        self.prints("regsvr32 kvHttp.dll")
+    def test_the_samples_say_that_the_module_is_not_registered(self):
+        self.register()
+        self.register("/u")
+        for host, code in (("PostForm", 3), ("FirstPost", 1), ("RawPost", 3), ("RawPostC", 3)):
+            with self.subTest(host=host):
+                self.run_host(code, host, "http://127.0.0.1/", "a=1")
+                self.prints("regsvr32 kvHttp.dll")
+
+    def test_the_short_hosts_say_what_they_want(self):
+        for host in SHORT_HOSTS:
+            with self.subTest(host=host):
+                self.run_host(2, host)
+                self.prints(f"usage: {host} URL DATA")
 
     def test_the_demo_explains_itself(self):
         self.demo(0, "--help")
@@ -168,7 +182,7 @@ class CallersServerTest(ProgramTest):
 
     def test_failed_exchanges_end_the_demo_with_1_and_their_status(self):
         for url, text in ((self.url + "/none",
-                           "status 0, REQ_STATUS_HTTP_ERROR. The server answered 400, 401, 404 or 405."),
+                           "status 0, REQ_STATUS_HTTP_ERROR. The server answered 400, 401, 404 or 405:"),
                           ("http://127.0.0.1:1/", "status 2, REQ_STATUS_FAILED.")):
             with self.subTest(url=url):
                 self.demo(1, url, "a=1")
@@ -176,13 +190,30 @@ class CallersServerTest(ProgramTest):
                 self.lacks("All went well.")
 
     def test_what_the_sample_did_not_expect_ends_it_with_1(self):
-        self.run_command(0, WINE_RUN, "regsvr32", "/s", windows_path(os.path.join(self.bin, "kvHttp.dll")))
-        for options, text in ((["--timeout", "1", "--file", r"Z:\no\such\file"], "status 7, REQ_STATUS_TIMEOUT."),
+        self.register()
+        for options, text in ((["--file", r"Z:\no\such\file"], "nothing was sent. The file for the answer cannot be made"),
                               (["--file", "x.bin", "--expect-sha256", "00"], "the checksum should be 00"),
                               (["--expect-text", "good bye"], 'does not contain "good bye"')):
             with self.subTest(options=options):
                 self.post_form(1, *options, self.url + "/form", "a=1")
                 self.prints(text)
+
+    def test_the_short_hosts_post_and_print_the_answer(self):
+        self.register()
+        for host in SHORT_HOSTS:
+            with self.subTest(host=host):
+                self.run_host(0, host, self.url + "/form", "t=ä€𝄞")
+                self.prints("t=ä€𝄞")
+                self.run_host(1, host, self.url + "/none", "a=1")
+
+    def test_the_sample_takes_the_module_by_its_path(self):
+        self.register()
+        self.register("/u")
+        module = windows_path(os.path.join(self.bin, "kvHttp.dll"))
+        self.post_form(0, "--module", module, self.url + "/form", "a=1")
+        self.prints("status 9  REQ_STATUS_DONE")
+        self.post_form(3, "--module", r"Z:\no\kvHttp.dll", self.url + "/form", "a=1")
+        self.prints("The module kvHttp.dll is not where it should be")
 
 
 unittest.main(verbosity=2)

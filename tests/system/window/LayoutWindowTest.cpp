@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 
+#include "kvHttp/Outcome.h"
 #include "PostFormWindow/StatusText.h"
 #include "system/window/SampleWindow.h"
 
@@ -129,7 +130,9 @@ void ExpectAllTextsFit(const CSampleWindow& sample, const std::string& label)
         ExpectFits(sample.Control(ID_MEANING), MeaningOf(status), DT_NOPREFIX);
         ExpectFits(sample.Control(ID_STATUS), NameOf(status) + std::wstring(L", 86400.0 s"));
     }
-    for (const wchar_t* const pszText : {kNoFileText, kDoneInFileText, kStoppingText, kStoppedText})
+    for (const wchar_t* const pszText :
+         {Describe(kvHttp::Outcome::FileNotWritable), Describe(kvHttp::Outcome::NoMemory), kDoneInFileText,
+          kStoppingText, kStoppedText})
     {
         ExpectFits(sample.Control(ID_MEANING), pszText, DT_NOPREFIX);
     }
