@@ -80,7 +80,7 @@ class InstallPackagesTest(unittest.TestCase):
     def test_asks_nothing_of_apt_for_tools_that_it_does_not_have(self):
         for name in ("x86_64-w64-mingw32-g++-win32", "x86_64-w64-mingw32-windres", "cmake", "ninja", "wine",
                      "wineserver", "regsvr32-stable", "python3", "shellcheck", "tinyproxy", "openssl", "Xvfb",
-                     "x86_64-w64-mingw32-widl"):
+                     "x86_64-w64-mingw32-widl", "makensis"):
             put_program(self.bin, name, "")
         self.hide_all_commands()
         result = run(INSTALL, "test", PATH=self.bin, KNOWN="googletest")

@@ -4,7 +4,7 @@ import sys
 
 TEXT_SUFFIXES = {
     "", ".c", ".clang-format", ".clang-tidy", ".cmake", ".conf", ".cpp", ".def", ".editorconfig", ".gitignore",
-    ".cs", ".h", ".idl", ".in", ".js", ".json", ".md", ".py", ".rc", ".sh", ".txt", ".yml",
+    ".cs", ".h", ".idl", ".in", ".js", ".json", ".manifest", ".md", ".py", ".rc", ".sh", ".txt", ".yml",
 }
 
 
