@@ -48,6 +48,40 @@ private:
     PROCESS_INFORMATION m_process = {};
 };
 
+// Lets hosts that are started meanwhile trace at the same time, not one after the other.
+class CStart
+{
+public:
+    CStart()
+        : m_hReady(CreateSemaphoreW(nullptr, 0, 99, (Name() + L"-ready").c_str())),
+          m_hGo(CreateEventW(nullptr, TRUE, FALSE, (Name() + L"-go").c_str()))
+    {
+    }
+    ~CStart()
+    {
+        CloseHandle(m_hReady);
+        CloseHandle(m_hGo);
+    }
+    CStart(const CStart&) = delete;
+    CStart& operator=(const CStart&) = delete;
+
+    void Go(int hosts) const
+    {
+        for (int host = 0; host < hosts; ++host)
+        {
+            EXPECT_EQ(WaitForSingleObject(m_hReady, kPatienceMs), WAIT_OBJECT_0);
+        }
+        SetEvent(m_hGo);
+    }
+
+private:
+    static std::wstring Name() { return L"kvhttp-trace-" + std::to_wstring(GetCurrentProcessId()); }
+
+    const CVariable m_variable{L"KVHTTP_TRACE_START", Name()};
+    const HANDLE m_hReady;
+    const HANDLE m_hGo;
+};
+
 // Expects all records of a host, each thread's in their order.
 void ExpectAll(const std::vector<std::string>& texts, const std::string& name, int threads, int records)
 {
@@ -76,17 +110,19 @@ TEST(TraceProcessesTest, AppendToOneFileWithoutTearingLines)
 {
     CTracedFile file;
     {
-        const CTraceHost first(L"first", 3, 100, L"unload");
-        const CTraceHost second(L"second", 3, 100, L"unload");
-        const CTraceHost third(L"third", 3, 100, L"return");
+        const CStart start;
+        const CTraceHost first(L"first", 3, 300, L"unload");
+        const CTraceHost second(L"second", 3, 300, L"unload");
+        const CTraceHost third(L"third", 3, 300, L"return");
+        start.Go(3);
         EXPECT_EQ(first.ExitCode(), 0u);
         EXPECT_EQ(second.ExitCode(), 0u);
         EXPECT_EQ(third.ExitCode(), 0u);
     }
     const std::vector<std::string> texts = file.Texts();
-    ExpectAll(texts, "first", 3, 100);
-    ExpectAll(texts, "second", 3, 100);
-    ExpectAll(texts, "third", 3, 100);
+    ExpectAll(texts, "first", 3, 300);
+    ExpectAll(texts, "second", 3, 300);
+    ExpectAll(texts, "third", 3, 300);
 }
 
 TEST(TraceProcessesTest, SetTheFileAsideWithoutLosingLines)
@@ -95,8 +131,10 @@ TEST(TraceProcessesTest, SetTheFileAsideWithoutLosingLines)
     const CVariable limit(L"QNZTRACE_LIMIT", L"20K");
     const CVariable keep(L"QNZTRACE_KEEP", L"99");
     {
+        const CStart start;
         const CTraceHost first(L"first", 2, 100, L"unload");
         const CTraceHost second(L"second", 2, 100, L"unload");
+        start.Go(2);
         EXPECT_EQ(first.ExitCode(), 0u);
         EXPECT_EQ(second.ExitCode(), 0u);
     }

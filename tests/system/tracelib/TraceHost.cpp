@@ -30,6 +30,23 @@ void WriteRecord(std::string record)
     g_write(2, 0, 0, record.c_str());
 }
 
+void AwaitTheOthers()
+{
+    char name[64] = {};
+    if (GetEnvironmentVariableA("KVHTTP_TRACE_START", name, sizeof(name)) == 0)
+    {
+        return;
+    }
+    constexpr DWORD kPatienceMs = 20000;
+    const std::string text = name;
+    const HANDLE hReady = OpenSemaphoreA(SEMAPHORE_MODIFY_STATE, FALSE, (text + "-ready").c_str());
+    const HANDLE hGo = OpenEventA(SYNCHRONIZE, FALSE, (text + "-go").c_str());
+    ReleaseSemaphore(hReady, 1, nullptr);
+    WaitForSingleObject(hGo, kPatienceMs);
+    CloseHandle(hReady);
+    CloseHandle(hGo);
+}
+
 unsigned __stdcall Trace(void* pNumber)
 {
     const std::string head = " " + g_name + " thread " + std::to_string(*static_cast<int*>(pNumber));
@@ -86,6 +103,7 @@ int main(int argc, char** argv)
     g_write = reinterpret_cast<TraceProc>(reinterpret_cast<void*>(GetProcAddress(hLibrary, "QNZTRACERAWA")));
     g_name = argv[2];
     g_records = std::atoi(argv[4]);
+    AwaitTheOthers();
     std::vector<int> numbers(static_cast<size_t>(std::atoi(argv[3])));
     std::vector<HANDLE> threads;
     for (size_t thread = 0; thread < numbers.size(); ++thread)
