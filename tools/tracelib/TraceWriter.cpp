@@ -279,6 +279,11 @@ void CTraceWriter::Stop()
     }
     if (EndThread())
     {
+        if (m_bStarted && !m_bRuns)
+        {
+            OpenOutput();
+            WriteQueue();
+        }
         WriteLast();
         m_pOutput.reset();
     }
@@ -291,7 +296,7 @@ void CTraceWriter::Stop()
     }
 }
 
-// True when it left nothing undone.
+// True when the thread is nowhere, and what it leaves undone can be done here.
 bool CTraceWriter::EndThread()
 {
     if (!m_thread)
@@ -300,11 +305,15 @@ bool CTraceWriter::EndThread()
     }
     m_bStop = true;
     SetEvent(m_work.Get());
-    // One that the loader's lock has kept from beginning has nothing to finish.
-    const bool bParked =
-        WaitForSingleObject(m_parked.Get(), m_bRuns ? kParkMs : kBeginMs) == WAIT_OBJECT_0 || !m_bRuns;
+    bool bParked = WaitForSingleObject(m_parked.Get(), kBeginMs) == WAIT_OBJECT_0;
+    // One that the loader's lock has kept from beginning never comes here.
+    const bool bBegan = m_bRuns;
+    if (!bParked && bBegan)
+    {
+        bParked = WaitForSingleObject(m_parked.Get(), kParkMs) == WAIT_OBJECT_0;
+    }
     TerminateThread(m_thread.Get(), 0);
-    return WaitForSingleObject(m_thread.Get(), kKillMs) == WAIT_OBJECT_0 && bParked;
+    return WaitForSingleObject(m_thread.Get(), kKillMs) == WAIT_OBJECT_0 && (bParked || !bBegan);
 }
 
 void CTraceWriter::TakeOver()

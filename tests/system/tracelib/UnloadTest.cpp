@@ -62,6 +62,25 @@ TEST(TraceUnloadTest, ManyTimesInOneProcess)
     EXPECT_THAT(file.Texts(), SizeIs(kTimes));
 }
 
+HANDLE WINAPI CreateLate(LPSECURITY_ATTRIBUTES pSecurity, SIZE_T stack, LPTHREAD_START_ROUTINE pfnStart,
+                         LPVOID pParameter, DWORD dwFlags, LPDWORD pdwThread)
+{
+    return CreateThread(pSecurity, stack, pfnStart, pParameter, dwFlags | CREATE_SUSPENDED, pdwThread);
+}
+
+TEST(TraceUnloadTest, WritesWhatAThreadThatNeverBeganWasToWrite)
+{
+    CTracedFile file;
+    CLoadedTraceLibrary library;
+    CImportPatches imports(library.Module());
+    imports.Add("CreateThread", CreateLate);
+    library.Write("early");
+    EXPECT_TRUE(library.Free());
+    imports.Forget();
+    EXPECT_THAT(file.Texts(), ElementsAre("early,"));
+    EXPECT_THAT(file.Notes(), SizeIs(2));
+}
+
 CGate* g_pBegun = nullptr;
 CGate* g_pGoOn = nullptr;
 decltype(&WriteFile) g_pfnWriteFile = nullptr;
