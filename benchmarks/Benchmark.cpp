@@ -18,7 +18,7 @@ namespace
 {
 
 //                         rounds, per turn, MB, figures, text, file, millions, looks
-constexpr CScale kSmoke = {1, 1, 1, 2, 1, 2, 1, false};
+constexpr CScale kSmoke = {0, 1, 1, 2, 1, 2, 1, false};  // only what is not timed
 constexpr CScale kQuick = {10, 3, 10, 50, 4, 64, 10, true};
 constexpr CScale kFull = {20, 10, 100, 200, 64, 1024, 10, true};
 constexpr size_t kKB = 1024;

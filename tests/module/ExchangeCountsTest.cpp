@@ -24,6 +24,11 @@ struct Row
     CCounts most;
 };
 
+void PrintTo(const Row& row, std::ostream* pStream)
+{
+    *pStream << row.label;
+}
+
 class ExchangeCountsTest : public HttpRawTest, public testing::WithParamInterface<Row>
 {
 protected:
