@@ -28,7 +28,7 @@ TEST_F(OvertakenRequestsTest, LeavesAnExchangeAloneForWhichItHasNoMemory)
     ASSERT_EQ(m_pRequest->SetUrl(L"http://host/", L"a=1"), S_OK);
     bool bKept = true;
     {
-        const CFailingHeap memory;
+        const CFailingHeap memory(1, 1);
         bKept = m_overtaken.Keep(m_pRequest);
     }
     EXPECT_FALSE(bKept);
