@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "soak/GuiObjects.h"
 #include "soak/SoakServer.h"
 #include "support/ProcessResources.h"
 #include "system/HttpRawHost.h"
@@ -117,8 +118,7 @@ public:
                              sizeof(memory));
         std::printf("sample: exchanges=%d handles=%d threads=%d kilobytes=%lu gdi=%lu user=%lu\n", number,
                     CountHandles(), CountThreads(), static_cast<unsigned long>(memory.PrivateUsage / 1024),
-                    GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS),
-                    GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS));
+                    CountGdiObjects(), CountUserObjects());
         std::fflush(stdout);
     }
 
