@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace
 {
@@ -94,7 +95,8 @@ void CWatchdog::Stop()
 
 void CWatchdog::Note(std::string_view text)
 {
-    s_szNote[text.copy(s_szNote, sizeof(s_szNote) - 1)] = '\0';
+    const std::string note = text.empty() ? "" : " (" + std::string(text) + ")";
+    s_szNote[note.copy(s_szNote, sizeof(s_szNote) - 1)] = '\0';
 }
 
 DWORD WINAPI CWatchdog::ThreadProc(void* pWatchdog)
@@ -122,11 +124,10 @@ LONG WINAPI CWatchdog::OnCrash(EXCEPTION_POINTERS* pException)
     watchdog.Print(CLine()
                        .Add("\nCrash in ")
                        .Add(pszTest != nullptr ? pszTest : "no test")
+                       .Add(s_szNote)
                        .Add(": exception 0x")
                        .Add(pException->ExceptionRecord->ExceptionCode, 16)
                        .Add(", innermost place first:\n")
-                       .Add(s_szNote)
-                       .Add("\n")
                        .Text());
     watchdog.ReportFrames(*pException->ContextRecord);
     watchdog.Print("To name the places: scripts/where MODULE+OFFSET...\n");
@@ -141,11 +142,10 @@ void CWatchdog::Bite(const char* pszSuite, const char* pszTest)
               .Add(pszSuite)
               .Add(".")
               .Add(pszTest)
+              .Add(s_szNote)
               .Add(" still runs after ")
               .Add(m_dwMilliseconds / 1000, 10)
               .Add(" s. The threads, innermost place first:\n")
-              .Add(s_szNote)
-              .Add("\n")
               .Text());
     ReportThreads();
     Print("To name the places: scripts/where MODULE+OFFSET...\n");
