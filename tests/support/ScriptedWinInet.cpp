@@ -121,8 +121,8 @@ struct CScriptedWinInet::Platform
         {
             return nullptr;
         }
-        const bool bNamesHost = host != nullptr && *host != L'\0';
-        if (!Outcome(bNamesHost ? s_pCurrent->m_connects.Next() : ERROR_INVALID_PARAMETER))
+        const bool bRefused = s_pCurrent->m_bNeedsHost && (host == nullptr || *host == L'\0');
+        if (!Outcome(bRefused ? ERROR_INVALID_PARAMETER : s_pCurrent->m_connects.Next()))
         {
             return nullptr;
         }

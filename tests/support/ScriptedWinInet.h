@@ -66,6 +66,7 @@ public:
 
     // What a call answers is taken from its script when it begins; a dialog's answer, when it ends.
     std::atomic<bool> m_bConnected{true};
+    std::atomic<bool> m_bNeedsHost{false};  // connecting to no host is refused, as the platform does it
     CScript<DWORD> m_sessions{kSucceeds};
     CScript<DWORD> m_connects{kSucceeds};
     CScript<DWORD> m_opens{kSucceeds};

@@ -39,6 +39,7 @@ void CSeenModule::Script(const CProxyUser& user)
 {
     const std::string answer = kAnswer;
     m_winInet.m_reads.Then({answer.substr(0, 4)}).Then({answer.substr(4)});
+    m_winInet.m_bNeedsHost = true;
     m_winInet.m_dialogs.Always(ERROR_SUCCESS);
     m_winInet.m_securityFlags.Always(0x100);
     switch (m_kind)
