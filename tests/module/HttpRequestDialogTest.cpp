@@ -100,6 +100,22 @@ TEST_F(HttpRequestDialogTest, AnyOtherResultIsAFailure)
     }
 }
 
+// The flags belong to the process, not to a server.
+TEST_F(HttpRequestDialogTest, WhatIsAcceptedForOneServerHoldsForAnother)
+{
+    m_winInet.m_dialogs.Always(ERROR_SUCCESS);
+    m_winInet.m_securityFlags.Then(0).Then(SECURITY_FLAG_IGNORE_UNKNOWN_CA);
+    Post(L"https://first.example/p");
+    EXPECT_THAT(Dialogs(), SizeIs(1));
+
+    ReleaseComponent();
+    ClearJournal();
+    m_pHttpRaw = m_pModule->CreateHttpRaw();
+    Post(L"https://second.example/p");
+    EXPECT_THAT(Connects(), ElementsAre(testing::HasSubstr("'second.example', 443")));
+    EXPECT_THAT(SecurityFlags(), ElementsAre("0x180, 4)"));
+}
+
 TEST_F(HttpRequestDialogTest, AcceptedFlagsStayForEveryLaterRequestOfTheProcess)
 {
     m_winInet.m_dialogs.Always(ERROR_SUCCESS);
