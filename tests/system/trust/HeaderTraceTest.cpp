@@ -45,7 +45,7 @@ protected:
 
 TEST_F(HeaderTraceTest, HeadersOfAnySizeStayOut)
 {
-    for (const size_t size : {0, 1, 100, 2047, 2048, 8000, 30000})
+    for (const size_t size : {0U, 1U, 100U, 2047U, 2048U, 8000U, 30000U})
     {
         ExpectHidden(200, "X-Header: hidden" + std::string(size, 'x') + "\r\nSet-Cookie: hidden=hidden\r\n");
     }
