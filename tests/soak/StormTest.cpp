@@ -219,7 +219,11 @@ void RunStorm(int milliseconds)
 TEST(StormTest, SixteenThreadsAtRandomMomentsGetTheirOwnAnswers)
 {
     const int seconds = SoakNumber("KVHTTP_SOAK_SECONDS", 0);
-    ExpectNothingLeft([seconds] { RunStorm(seconds != 0 ? seconds * 500 : 500); }, 1);
+    if (seconds == 0)
+    {
+        GTEST_SKIP() << "a storm needs longer than a test has: scripts/soak makes one";
+    }
+    ExpectNothingLeft([seconds] { RunStorm(seconds * 500); }, 1);
 }
 
 }  // namespace

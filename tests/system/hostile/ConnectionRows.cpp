@@ -220,7 +220,8 @@ std::vector<HostileRow> LeftoverRows()
     const std::string stray = MakeAnswer(200, "stray");
     return {
         ReadBeyondItsLength({"TwoAnswersAtOnce", FirstSendsLater(Page("first") + stray)}),
-        // Wine takes what waits on a kept connection for the next answer, before the next request is sent.
+        // Wine takes what waits on a kept connection for the next answer, before the next request is sent. On
+        // a busy machine it seldom finds only a part there, and waits in vain for the rest.
         {"ASecondAnswerLater",
          First(
              [stray](HostileTurn& turn)
@@ -229,7 +230,7 @@ std::vector<HostileRow> LeftoverRows()
                  turn.connection.Pause(100);
                  turn.Send(stray);
              }),
-         kNotKnown, BothDone(L"first", L"stray")},
+         kNotKnown, BothDone(L"first", L"stray"), std::nullopt, BothDone(L"first", std::nullopt)},
         ReadBeyondItsLength({"MoreThanTheLength",
                              FirstSendsLater("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfirst and more")}),
         {"ABodyOfLengthZero", FirstSends("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\nstray"), kNotKnown,
