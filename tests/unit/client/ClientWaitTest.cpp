@@ -24,6 +24,17 @@ void ExpectAbandoned(const std::vector<std::wstring>& calls)
                 ElementsAre(L"SetDownloadFile ", L"SetParentWnd 0", L"PostRequest - -"));
 }
 
+// The window of this thread's client that its timer belongs to. Others' are on the same desktop.
+HWND TimerWindow()
+{
+    HWND hWnd = nullptr;
+    do
+    {
+        hWnd = FindWindowExW(HWND_MESSAGE, hWnd, L"STATIC", nullptr);
+    } while (hWnd != nullptr && GetWindowThreadProcessId(hWnd, nullptr) != GetCurrentThreadId());
+    return hWnd;
+}
+
 class ClientWaitTest : public ClientTest
 {
 protected:
@@ -300,8 +311,7 @@ TEST_F(ClientWaitTest, LooksAfterAStartedExchangeWhereverMessagesAreDispatched)
     }
     KillTimer(nullptr, timer);
     EXPECT_THAT(told, ElementsAre(std::pair(Outcome::Running, 5ul), std::pair(Outcome::Done, 9ul)));
-    EXPECT_FALSE(KillTimer(FindWindowExW(HWND_MESSAGE, nullptr, L"STATIC", nullptr), 1))
-        << "the timer goes on";
+    EXPECT_FALSE(KillTimer(TimerWindow(), 1)) << "the timer goes on";
 }
 
 TEST_F(ClientWaitTest, CloseEndsWhatRunsAndReportsNothing)
@@ -328,10 +338,11 @@ TEST(ClientEndTest, GivesEverythingBack)
         client.Start({L"u", L"d", L""});
         client.OnChange([](const Progress&) { ADD_FAILURE() << "reported while it goes"; });
         EXPECT_EQ(factory.m_references, 1u);
+        EXPECT_NE(TimerWindow(), nullptr);
     }
     EXPECT_EQ(httpRaw.m_references, 0u);
     EXPECT_EQ(factory.m_references, 0u);
-    EXPECT_EQ(FindWindowExW(HWND_MESSAGE, nullptr, L"STATIC", nullptr), nullptr) << "the timer's window";
+    EXPECT_EQ(TimerWindow(), nullptr);
 }
 
 }  // namespace
