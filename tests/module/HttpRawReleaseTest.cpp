@@ -161,7 +161,8 @@ TEST_F(HttpRawReleaseTest, NothingCanBePostedWhileItWaitsForAnOvertakenExchange)
     PostInto(hold);
     EXPECT_EQ(StartPost(), S_OK);
     m_system.LetGo();
-    ASSERT_TRUE(m_journal.WaitFor("2| emStatus=9,"));
+    // The host writes 5 twice, the overtaken worker 5, this one 5, 6 and 9.
+    ASSERT_TRUE(m_journal.WaitFor(Leave("CHttpRequest::UpdateRequestStatus"), 6));
     ReleaseWhileWindowUses(hold,
                            [this](IHttpRaw* pHttpRaw)
                            {
