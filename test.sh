@@ -69,14 +69,28 @@ if [ ${#selection[@]} -eq 0 ]; then
   export KVHTTP_SHARED_STARTS=$PWD/build/shared-starts
   rm -rf "$KVHTTP_SHARED_STARTS"
 fi
-result=0
+run_tests()
+{
+  scripts/stage --show "$1" "build/logs/$2.txt" \
+    ctest --test-dir "build/$preset" --output-on-failure --no-tests=error "${@:3}"
+}
+
 # Three for each processor, since most of a test is waiting.
-scripts/stage --show "tests" build/logs/tests.txt \
-  ctest --test-dir "build/$preset" -j $(($(nproc) * 3)) --output-on-failure --no-tests=error "${selection[@]}" ||
-  result=$?
+result=0
+failures=build/$preset/Testing/Temporary/LastTestsFailed.log
+rm -f "$failures"
+run_tests "tests" tests -j $(($(nproc) * 3)) "${selection[@]}" || result=$?
+# Tests with real servers and dialogs meet real time, which a busy machine can keep from them. One or two of them
+# get a second try, alone, and are named. No others do: they depend on nothing but themselves.
+if [ $result -ne 0 ] && [ -s "$failures" ] && [ "$(wc -l < "$failures")" -le 2 ] && ! grep -qv ':system\.' "$failures"; then
+  result=0
+  unset KVHTTP_SHARED_STARTS
+  run_tests "second try: $(cut -d : -f 2- "$failures" | paste -s -d ' ')" tests-again --rerun-failed || result=$?
+fi
 # shellcheck disable=SC2016 # a pattern of sed
 sed -nE 's/^[0-9]+% tests passed, ([0-9]+) tests failed out of ([0-9]+)$/\1 \2/p' build/logs/tests.txt |
   while read -r failed all; do
+    [ $result -ne 0 ] || failed=0
     echo "$((all - failed)) passed, $failed failed, $(((EPOCHSECONDS - KVHTTP_BEGAN) / 60)) min $(((EPOCHSECONDS - KVHTTP_BEGAN) % 60)) s"
   done
 exit $result

@@ -139,6 +139,10 @@ class TestShTest(unittest.TestCase):
                 put_program(self.root, name, file.read())
         for name in ("cmake", "ctest", "clang-tidy-19", "scripts/install-packages", "scripts/wine-run"):
             put_program(self.root, name, f'''echo {name} "$@" >> "{self.log}"
+if [ {name} = ctest ] && [ -n "${{FAILURES-}}" ]; then
+  mkdir -p "$2/Testing/Temporary"
+  echo "$FAILURES" > "$2/Testing/Temporary/LastTestsFailed.log"
+fi
 [ {name} != ctest ] || echo "80% tests passed, ${{FAILED-0}} tests failed out of 5"
 [ -z "${{KVHTTP_SHARED_STARTS-}}" ] || echo shared >> "{self.log}"
 [[ "{name} $*" != ${{FAIL-none}} ]]
@@ -165,7 +169,7 @@ class TestShTest(unittest.TestCase):
             "cmake --build build/mingw-clang",
             "scripts/wine-run",
             "scripts/wine-run --start",
-            "ctest --test-dir build/mingw-release -j 21 --output-on-failure --no-tests=error",
+            "ctest --test-dir build/mingw-release --output-on-failure --no-tests=error -j 21",
             "shared",
             "scripts/wine-run --stop",
             "shared",
@@ -174,7 +178,7 @@ class TestShTest(unittest.TestCase):
 
     def test_filter_and_preset_reach_ctest(self):
         _, _, calls = self.run_script("--filter", "A b|C", "--preset", "mingw-debug")
-        self.assertIn("ctest --test-dir build/mingw-debug -j 21 --output-on-failure --no-tests=error -R A b|C", calls)
+        self.assertIn("ctest --test-dir build/mingw-debug --output-on-failure --no-tests=error -j 21 -R A b|C", calls)
         self.assertNotIn("shared", calls)
 
     def test_a_failing_stage_ends_it(self):
@@ -191,6 +195,20 @@ class TestShTest(unittest.TestCase):
         self.assertEqual(code, 1)
         self.assertRegex(output, r"\n3 passed, 2 failed, 0 min \d s\n$")
         self.assertIn("scripts/wine-run --stop", calls)
+
+    def test_one_or_two_tests_of_real_time_get_a_second_try(self):
+        for failures, again in (("7:system.A", True), ("7:system.A\n8:system.B", True), ("7:unit.system.A", False),
+                                ("7:system.A\n8:module.B", False), ("\n".join(["7:system.A"] * 3), False)):
+            for option, code, count in (("*-j*", 0, "5 passed, 0"), ("*", 1, "4 passed, 1")):
+                with self.subTest(failures=failures, option=option):
+                    result, output, calls = self.run_script(FAIL="ctest" + option, FAILED="1", FAILURES=failures)
+                    second = "ctest --test-dir build/mingw-release --output-on-failure --no-tests=error --rerun-failed"
+                    self.assertEqual(second in calls, again)
+                    if again:
+                        self.assertEqual(calls[calls.index(second) + 1:], ["scripts/wine-run --stop"])
+                    self.assertEqual(result, code if again else 1)
+                    self.assertRegex(output, "\n" + (count if again else "4 passed, 1"))
+                    self.assertEqual("== second try: system.A" in output, again)
 
     def test_says_that_it_skips_what_it_has_no_tool_for(self):
         os.remove(os.path.join(self.root, "clang-tidy-19"))
