@@ -1,6 +1,7 @@
 #include "base/TextConversion.h"
 
 #include <climits>
+#include <cstring>
 #include <cwchar>
 #include <new>
 #include <type_traits>
@@ -20,15 +21,14 @@ size_t CountAscii(const Char* text, size_t length)
     size_t count = 0;
     for (; count + kStride <= length; count += kStride)
     {
-        // A code of 0 or above 127, less 1, is above 126.
-        unsigned highest = 0;
+        Unsigned bits = 0;
         for (size_t i = 0; i < kStride; ++i)
         {
+            // Above 127 for a code of 0, too.
             const Unsigned code = static_cast<Unsigned>(text[count + i]);
-            const Unsigned less = static_cast<Unsigned>(code - 1);
-            highest |= less > 126 ? 1U : 0U;
+            bits = static_cast<Unsigned>(bits | code | (code - 1));
         }
-        if (highest != 0)
+        if (bits > 127)
         {
             break;
         }
@@ -36,12 +36,19 @@ size_t CountAscii(const Char* text, size_t length)
     return count;
 }
 
+// As many characters as CountAscii has counted.
 template <typename From, typename To>
 void CopyAscii(const From* from, size_t count, To* to)
 {
-    for (size_t i = 0; i < count; ++i)
+    for (const From* const end = from + count; from < end; from += kStride, to += kStride)
     {
-        to[i] = static_cast<To>(from[i]);
+        // By way of a block of its own, which the compiler knows to be elsewhere.
+        To stride[kStride];
+        for (size_t i = 0; i < kStride; ++i)
+        {
+            stride[i] = static_cast<To>(from[i]);
+        }
+        std::memcpy(to, stride, sizeof(stride));
     }
 }
 
