@@ -26,7 +26,7 @@ std::string ToAnsi(const wchar_t* value)
     {
         throw std::bad_alloc();
     }
-    return text != nullptr ? std::string(text.get()) : std::string();
+    return cb > 0 ? std::string(text.get(), static_cast<size_t>(cb) - 1) : std::string();
 }
 
 std::string ToDecimal(unsigned long value)
