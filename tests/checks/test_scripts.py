@@ -119,6 +119,13 @@ class InstallPackagesTest(unittest.TestCase):
             self.assertEqual(run(INSTALL, *arguments).returncode, 2)
 
 
+class CoverageTest(unittest.TestCase):
+    def test_takes_no_arguments(self):
+        coverage = os.path.join(ROOT, "scripts", "coverage")
+        self.assertEqual(run(coverage, "--filter", "A").returncode, 2)
+        self.assertIn("usage: scripts/coverage\n", run(coverage, "--help").stdout)
+
+
 class CompileTest(unittest.TestCase):
     def test_warnings_are_errors_where_the_environment_says_so(self):
         for asked, expected in (("", "of a file\n"), ("1", "of a file -Werror\n")):
