@@ -2,23 +2,9 @@
 /form with the length of the form that came."""
 import os
 
-from program import Server
+from nginx import NginxServer
 
-CONFIGURATION = """\
-daemon off;
-master_process off;
-pid "{folder}/pid";
-error_log "{folder}/errors" info;
-events {{
-}}
-http {{
-  access_log off;
-  client_body_temp_path "{folder}/client";
-  proxy_temp_path "{folder}/proxy";
-  fastcgi_temp_path "{folder}/fastcgi";
-  uwsgi_temp_path "{folder}/uwsgi";
-  scgi_temp_path "{folder}/scgi";
-  default_type text/plain;
+HTTP = """\
   charset utf-8;
   client_max_body_size 0;
   keepalive_requests 1000000;
@@ -34,28 +20,20 @@ http {{
       return 200 "$content_length";
     }}
   }}
-}}
 """
 
 BLOCK = "".join(f"{line:015}\n" for line in range(65536)).encode()
 
 
-class FileServer(Server):
-    """nginx in the foreground, with files of these sizes in the folder."""
+class FileServer(NginxServer):
+    """With files of these sizes in the folder."""
 
     def __init__(self, folder, sizes):
         files = os.path.join(folder, "files")
         os.mkdir(files)
         for size in sizes:
             prepare_file(os.path.join(files, str(size)), size)
-
-        def command_for(port):
-            configuration = os.path.join(folder, "nginx.conf")
-            with open(configuration, "w", encoding="utf-8") as file:
-                file.write(CONFIGURATION.format(folder=folder, port=port))
-            return ["/usr/sbin/nginx", "-p", folder, "-e", os.path.join(folder, "errors"), "-c", configuration]
-
-        super().__init__(folder, command_for, os.path.join(folder, "errors"), "getrlimit(RLIMIT_NOFILE)")
+        super().__init__(folder, HTTP)
 
     def url(self):
         return f"http://127.0.0.1:{self.port}"

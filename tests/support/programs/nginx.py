@@ -1,6 +1,6 @@
-"""nginx with TLS on loopback, for tests: TlsServer(folder, kind). Its certificate is made by openssl on the spot;
-nobody knows who has signed it. Paths: /form answers "answer", /echo answers with the body of the POST, /stall takes
-the request and never answers."""
+"""nginx on loopback. NginxServer(folder, http) serves what http says. TlsServer(folder, kind), for tests, does it with
+TLS. Its certificate is made by openssl on the spot; nobody knows who has signed it. Paths: /form answers "answer",
+/echo answers with the body of the POST, /stall takes the request and never answers."""
 import os
 import re
 import socket
@@ -35,7 +35,6 @@ error_log "{folder}/errors" info;
 events {{
 }}
 http {{
-  log_format request '$status $request_method $request_uri "$request_body"';
   access_log off;
   client_body_temp_path "{folder}/client";
   proxy_temp_path "{folder}/proxy";
@@ -43,6 +42,10 @@ http {{
   uwsgi_temp_path "{folder}/uwsgi";
   scgi_temp_path "{folder}/scgi";
   default_type text/plain;
+"""
+
+TLS = """\
+  log_format request '$status $request_method $request_uri "$request_body"';
   server {{
     listen 127.0.0.1:{port} ssl;
     keepalive_timeout 0;
@@ -70,13 +73,26 @@ http {{
       return 200 "$http_x_body";
     }}
   }}
-}}
 """
 
 
-class TlsServer(Server):
-    """nginx in the foreground, with all its files in the folder."""
+class NginxServer(Server):
+    """nginx in the foreground, with all its files in the folder. In http its braces stand twice, and {folder}, {port}
+    and the names of the texts for these."""
 
+    def __init__(self, folder, http, **texts):
+        errors = os.path.join(folder, "errors")
+
+        def command_for(port):
+            configuration = os.path.join(folder, "nginx.conf")
+            with open(configuration, "w", encoding="utf-8") as file:
+                file.write((CONFIGURATION + http + "}}\n").format(folder=folder, port=port, **texts))
+            return ["/usr/sbin/nginx", "-p", folder, "-e", errors, "-c", configuration]
+
+        super().__init__(folder, command_for, errors, "getrlimit(RLIMIT_NOFILE)")
+
+
+class TlsServer(NginxServer):
     def __init__(self, folder, kind):
         self.folder = folder
         make_certificate(folder, *CERTIFICATES[kind])
@@ -84,14 +100,7 @@ class TlsServer(Server):
         self.stalling = socket.socket(socket.AF_UNIX)
         self.stalling.bind(os.path.join(folder, "stall"))
         self.stalling.listen(100)
-
-        def command_for(port):
-            configuration = os.path.join(folder, "nginx.conf")
-            with open(configuration, "w", encoding="utf-8") as file:
-                file.write(CONFIGURATION.format(folder=folder, port=port, answer=ANSWER))
-            return ["/usr/sbin/nginx", "-p", folder, "-e", os.path.join(folder, "errors"), "-c", configuration]
-
-        super().__init__(folder, command_for, os.path.join(folder, "errors"), "getrlimit(RLIMIT_NOFILE)")
+        super().__init__(folder, TLS, answer=ANSWER)
 
     def stop(self):
         super().stop()
