@@ -3,7 +3,6 @@ for the same purpose. All take turns in one process against nginx on loopback, a
 that comes out has ratios to WinINet called by hand on a thread for each exchange."""
 import argparse
 import os
-import shutil
 import signal
 import subprocess
 import sys
@@ -17,10 +16,10 @@ import report  # pylint: disable=wrong-import-position
 import results  # pylint: disable=wrong-import-position
 from file_server import FileServer  # pylint: disable=wrong-import-position
 from program import CannotStart, plain_environment  # pylint: disable=wrong-import-position
+from stages import CannotBeSetUp, Stages  # pylint: disable=wrong-import-position
 from wine import WINE_RUN, windows_path  # pylint: disable=wrong-import-position
 
-LOGS = os.path.join(ROOT, "build", "logs")
-BUILD = os.path.join(ROOT, "build", "mingw-release")
+STAGES = Stages("bench", plain_environment)
 MB = 1048576
 # Of the answers in memory, the answer into a file, and the answers that show the memory; in MB. As Benchmark.cpp has
 # them.
@@ -28,10 +27,6 @@ LENGTHS = {"smoke": (1, 2), "quick": (1, 4, 10, 64), "full": (1, 4, 16, 64, 100,
 EPILOG = """\
 Exit code: 0 measured; 2 the command line makes no sense; 3 it could not be measured, or an answer was wrong. KVHTTP_BIN
 names a folder with the built programs to use instead of building them."""
-
-
-class CannotBeSetUp(Exception):
-    """With the reason, where nobody has told it yet."""
 
 
 def parse_command_line():
@@ -45,29 +40,9 @@ def parse_command_line():
     return parser.parse_args()
 
 
-def stage(name, log, *command, still=False):
-    result = subprocess.run([os.path.join(ROOT, "scripts", "stage"), *(["--still"] if still else []), name,
-                             os.path.join(LOGS, f"bench-{log}.txt"), *command], env=plain_environment(), check=False)
-    if result.returncode != 0:
-        raise CannotBeSetUp()
-
-
-def build():
-    """The folder with the programs."""
-    stage("packages", "packages", os.path.join(ROOT, "scripts", "install-packages"), "bench", still=True)
-    os.chdir(ROOT)
-    if shutil.which("ccache"):
-        os.environ["CMAKE_CXX_COMPILER_LAUNCHER"] = "ccache"
-    if not os.path.exists(os.path.join(BUILD, "build.ninja")):
-        # Without the tests, whose framework need not be here. The next "cmake --preset" brings them back.
-        stage("configure", "configure", "cmake", "--preset", "mingw-release", "-D", "KVHTTP_BUILD_TESTS=OFF")
-    stage("build the module and the benchmark", "build", "cmake", "--build", BUILD, "--target", "Benchmark")
-    return os.path.join(BUILD, "bin")
-
-
 def measure(form, programs):
     """The file with what the program has found out."""
-    stage("make the Wine prefix", "prefix", WINE_RUN)
+    STAGES.run("make the Wine prefix", "prefix", WINE_RUN)
     records = os.path.join(ROOT, "build", f"benchmark-{form}.txt")
     sizes = {0, 1024, 49153, *(length * MB for length in LENGTHS[form])}
     # The program keeps the number of the shell that it takes the place of.
@@ -77,7 +52,7 @@ def measure(form, programs):
     try:
         with tempfile.TemporaryDirectory(prefix="bench-", dir=os.path.join(ROOT, "build")) as folder, \
              FileServer(folder, sizes) as server:
-            stage(f"measure, {form} form", form, *command, server.url(), form, windows_path(records))
+            STAGES.run(f"measure, {form} form", form, *command, server.url(), form, windows_path(records))
     finally:
         if started:
             subprocess.run([WINE_RUN, "--stop"], check=False)
@@ -90,7 +65,7 @@ def main():
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     os.environ.setdefault("KVHTTP_BEGAN", str(int(time.time())))
     try:
-        programs = os.path.abspath(os.environ["KVHTTP_BIN"]) if os.environ.get("KVHTTP_BIN") else build()
+        programs = STAGES.programs("bench", "the module and the benchmark", "Benchmark")
         module = os.path.join(programs, "kvHttp.dll")
         load = os.getloadavg()[0]
         records = measure(given.form, programs)

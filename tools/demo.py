@@ -14,10 +14,10 @@ import time
 
 ROOT = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."))
 sys.path.insert(0, os.path.join(ROOT, "tests", "support", "programs"))
+from stages import LOGS, CannotBeSetUp, Stages  # pylint: disable=wrong-import-position
 from wine import PREFIX, WINE_RUN, WINE_TEST, CannotStart, demo_server, windows_path  # pylint: disable=wrong-import-position
 
-LOGS = os.path.join(ROOT, "build", "logs")
-BUILD = os.path.join(ROOT, "build", "mingw-release")
+STAGES = Stages("demo")
 TARGETS = ("kvHttp", "PostForm", "DemoServer", "qnztraceX64", "tracecat")
 TRACE_LIBRARY = "qnztraceX64.dll"
 DATA = "name=Ada+Lovelace&city=Z%C3%BCrich&note=ä€𝄞".encode()
@@ -59,30 +59,6 @@ def parse_command_line():
     if given.proxy and not given.browser:
         given.browser = "system"
     return given
-
-
-class CannotBeSetUp(Exception):
-    """With the reason, where nobody has told it yet."""
-
-
-def stage(name, log, *command, still=False):
-    result = subprocess.run([os.path.join(ROOT, "scripts", "stage"), *(["--still"] if still else []), name,
-                             os.path.join(LOGS, f"demo-{log}.txt"), *command], check=False)
-    if result.returncode != 0:
-        raise CannotBeSetUp()
-
-
-def build():
-    """The folder with the programs."""
-    stage("packages", "packages", os.path.join(ROOT, "scripts", "install-packages"), "run", still=True)
-    os.chdir(ROOT)
-    if shutil.which("ccache"):
-        os.environ["CMAKE_CXX_COMPILER_LAUNCHER"] = "ccache"
-    if not os.path.exists(os.path.join(BUILD, "build.ninja")):
-        # Without the tests, whose framework need not be here. The next "cmake --preset" brings them back.
-        stage("configure", "configure", "cmake", "--preset", "mingw-release", "-D", "KVHTTP_BUILD_TESTS=OFF")
-    stage("build the module and the sample host", "build", "cmake", "--build", BUILD, "--target", *TARGETS)
-    return os.path.join(BUILD, "bin")
 
 
 @contextlib.contextmanager
@@ -144,14 +120,14 @@ def post(programs, arguments):
 
 
 def run(given, programs, stack):
-    stage("make the Wine prefix", "prefix", WINE_RUN)
+    STAGES.run("make the Wine prefix", "prefix", WINE_RUN)
     stack.enter_context(running_wine())
     module = windows_path(os.path.join(programs, "kvHttp.dll"))
-    stage("register the module: regsvr32 kvHttp.dll", "register", WINE_TEST, "regsvr32", "/s", module)
+    STAGES.run("register the module: regsvr32 kvHttp.dll", "register", WINE_TEST, "regsvr32", "/s", module)
     if given.browser:
         named = given.browser + (f", with the proxy {given.proxy}" if given.proxy else "")
-        stage(f"the default browser is now: {named}", "browser", os.path.join(ROOT, "scripts", "prepare-browser"),
-              given.browser, *([given.proxy] if given.proxy else []))
+        STAGES.run(f"the default browser is now: {named}", "browser", os.path.join(ROOT, "scripts", "prepare-browser"),
+                   given.browser, *([given.proxy] if given.proxy else []))
     if given.trace:
         stack.enter_context(placed_trace_library(programs))
     options, form, file = [], [os.fsencode(text) for text in given.form], given.file
@@ -185,7 +161,7 @@ def main():
     if given.file:
         given.file = os.path.abspath(given.file)
     try:
-        programs = os.path.abspath(os.environ["KVHTTP_BIN"]) if os.environ.get("KVHTTP_BIN") else build()
+        programs = STAGES.programs("run", "the module and the sample host", *TARGETS)
         with contextlib.ExitStack() as stack:
             return run(given, programs, stack)
     except (CannotBeSetUp, CannotStart, OSError) as reason:
