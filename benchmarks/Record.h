@@ -1,10 +1,10 @@
 // What the program has found out, for the report: a file of lines with fields between tabs.
 //   sample WORK CLIENT ROUND MS         one exchange, or one of many at once for all
 //   turn   WORK CLIENT ROUND MS COUNT   the processor time of a turn of so many samples
-//   memory WORK CLIENT KB               by which the memory grew at most within one exchange of a fresh
-//   object left   WORK CLIENT THREADS HANDLES  more of them after that exchange than before none   WORK
-//   CLIENT REASON           the client cannot do the work figure NAME VALUE                   one value of
-//   something measured apart
+//   memory WORK CLIENT KB               by which one exchange of a fresh object grew it
+//   left   WORK CLIENT THREADS HANDLES  more of them after that exchange than before
+//   none   WORK CLIENT REASON           the client cannot do the work
+//   figure NAME VALUE                   one value of something measured apart
 #pragma once
 
 #include <cstdio>
