@@ -80,11 +80,6 @@ protected:
     // Each call of the functions that are chosen; behind the first ones every so many.
     void FailAll(bool (*chosen)(const CCallRow& row), unsigned step, bool bFromThenOn = false)
     {
-        if (GetParam() == EXCHANGE_QUIT && !IsSet("KVHTTP_FAULTS", "all"))
-        {
-            GTEST_SKIP()
-                << "the worker that is killed may hold a lock of the test's own: scripts/faults tries it";
-        }
         const std::vector<unsigned> counts = CountCalls();
         for (size_t row = 0; row < counts.size(); ++row)
         {

@@ -23,28 +23,55 @@ CExchangeRun::CExchangeRun(ExchangeKind kind, const CProxyUser& user, bool bTrac
     m_trace.m_bFound = bTraces;
     if (kind == EXCHANGE_QUIT)
     {
-        Calls().m_onCall = [this](const CCallRow& row, bool bBehind) { HoldWorker(row, bBehind); };
+        Calls().m_onCall = [this](const CCallRow& row, bool bBehind) { OnCall(row, bBehind); };
     }
 }
 
 CExchangeRun::~CExchangeRun()
 {
+    CloseHandle(m_hHeld);
     CloseHandle(m_hLetGo);
 }
 
-// Behind its second read, which the close of the request ends. It goes on where the host cannot kill it and
-// so waits for it.
-void CExchangeRun::HoldWorker(const CCallRow& row, bool bBehind)
+// The worker is held behind its second read, which the close of the request ends, and lets itself be killed
+// only between two calls: in one of them it may hold a lock of the heap or of the test's own.
+void CExchangeRun::OnCall(const CCallRow& row, bool bBehind)
 {
-    constexpr DWORD kPatienceMs = 20000;
-    if (row.name == "InternetReadFile" && bBehind && m_journal.Count("InternetReadFile") == 2)
+    if (GetCurrentThreadId() == m_dwHost)
     {
-        WaitForSingleObject(m_hLetGo, kPatienceMs);
+        OnHostCall(row, bBehind);
+        return;
     }
-    if (row.name == "WaitForSingleObject" && !bBehind && GetCurrentThreadId() == m_dwHost)
+    m_bInside = m_bInside || row.name == "GetModuleHandleExW";
+    const bool bRead = row.name == "InternetReadFile" && bBehind && m_journal.Count("InternetReadFile") == 2;
+    if (bRead || (m_bInside && m_bKills))
+    {
+        Hold();
+    }
+    m_bInside = m_bInside && row.name != "FreeLibraryAndExitThread";
+}
+
+void CExchangeRun::OnHostCall(const CCallRow& row, bool bBehind)
+{
+    if (row.name == "TerminateThread" && !bBehind)
+    {
+        m_bKills = true;
+        while (WaitForSingleObject(m_hHeld, 1) != WAIT_OBJECT_0 && !m_system.HaveThreadsEnded())
+        {
+        }
+    }
+    // It cannot kill the worker, and so waits for it.
+    if (row.name == "WaitForSingleObject" && !bBehind)
     {
         SetEvent(m_hLetGo);
     }
+}
+
+void CExchangeRun::Hold()
+{
+    constexpr DWORD kPatienceMs = 20000;
+    SetEvent(m_hHeld);
+    WaitForSingleObject(m_hLetGo, kPatienceMs);
 }
 
 std::string CExchangeRun::Run()

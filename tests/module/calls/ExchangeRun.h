@@ -1,6 +1,8 @@
 // One exchange of the built module, in a host that polls to the end, takes the answer and releases.
 #pragma once
 
+#include <atomic>
+
 #include "module/calls/SeenModule.h"
 
 inline constexpr ExchangeKind kExchangeKinds[] = {EXCHANGE_TEXT,   EXCHANGE_FILE,      EXCHANGE_REDIRECT,
@@ -30,9 +32,14 @@ private:
     std::string AwaitEnd(IHttpRaw* pHttpRaw);
     std::string TakeAnswer(IHttpRaw* pHttpRaw, bool bDone);
     std::string JudgeForms();
-    void HoldWorker(const CCallRow& row, bool bBehind);
+    void OnCall(const CCallRow& row, bool bBehind);
+    void OnHostCall(const CCallRow& row, bool bBehind);
+    void Hold();
     bool AwaitSecondRead() const;
 
     const DWORD m_dwHost = GetCurrentThreadId();
+    const HANDLE m_hHeld = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     const HANDLE m_hLetGo = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    bool m_bInside = false;  // the worker's own: no longer under the lock of the platform's loader
+    std::atomic<bool> m_bKills{false};
 };
