@@ -29,6 +29,7 @@ using testing::StartsWith;
 CMutex g_mutex;
 std::vector<std::wstring> g_loads;
 decltype(&LoadLibraryW) g_pfnLoad = nullptr;
+bool g_bAllMissing = false;
 
 std::wstring Lower(std::wstring text)
 {
@@ -42,7 +43,7 @@ HMODULE WINAPI RecordingLoad(LPCWSTR pszPath)
         const std::lock_guard lock(g_mutex);
         g_loads.push_back(Lower(pszPath));
     }
-    return g_pfnLoad(pszPath);
+    return g_bAllMissing ? nullptr : g_pfnLoad(pszPath);
 }
 
 std::wstring FolderOf(const std::wstring& path)
@@ -71,6 +72,23 @@ std::vector<std::wstring> LoadedModules()
     return paths;
 }
 
+// Notes what the module loads meanwhile.
+void Exchange()
+{
+    const CImportPatch patch(CHttpRawHost::Module(), "LoadLibraryW", RecordingLoad);
+    g_pfnLoad = patch.Original<decltype(LoadLibraryW)>();
+    CLoopbackServer server([](const CLoopbackRequest&, CLoopbackConnection& connection)
+                           { connection.Send(MakeAnswer(200, "ok")); });
+    CHttpRawHost host;
+    EXPECT_EQ(host.PostAndAwaitEnd(server.Url(L"/")), Status{REQ_STATUS_DONE});
+}
+
+void ExpectLoadsFromTheirFolders()
+{
+    EXPECT_THAT(g_loads,
+                Each(AnyOf(StartsWith(SystemFolder()), StartsWith(FolderOf(CServerModule::BuiltPath())))));
+}
+
 TEST(LibraryPlaceTest, NoneComesFromTheCurrentFolderOrTheSearchPath)
 {
     const CTempFolder current;
@@ -89,20 +107,12 @@ TEST(LibraryPlaceTest, NoneComesFromTheCurrentFolderOrTheSearchPath)
     SetCurrentDirectoryW(current.Wide().c_str());
     SetEnvironmentVariableW(L"PATH", searched.Wide().c_str());
 
-    const CImportPatch patch(CHttpRawHost::Module(), "LoadLibraryW", RecordingLoad);
-    g_pfnLoad = patch.Original<decltype(LoadLibraryW)>();
-    CLoopbackServer server([](const CLoopbackRequest&, CLoopbackConnection& connection)
-                           { connection.Send(MakeAnswer(200, "ok")); });
-    {
-        CHttpRawHost host;
-        EXPECT_EQ(host.PostAndAwaitEnd(server.Url(L"/")), Status{REQ_STATUS_DONE});
-    }
+    Exchange();
 
     // The libraries of discovery, and the trace library.
     EXPECT_THAT(g_loads, Contains(EndsWith(L"\\userenv.dll")));
     EXPECT_THAT(g_loads, Contains(EndsWith(L"\\qnztracex64.dll")));
-    EXPECT_THAT(g_loads,
-                Each(AnyOf(StartsWith(SystemFolder()), StartsWith(FolderOf(CServerModule::BuiltPath())))));
+    ExpectLoadsFromTheirFolders();
     const auto fromDecoys = AnyOf(StartsWith(Lower(current.Wide())), StartsWith(Lower(searched.Wide())));
     EXPECT_THAT(LoadedModules(), Not(Contains(fromDecoys)));
 
@@ -111,6 +121,15 @@ TEST(LibraryPlaceTest, NoneComesFromTheCurrentFolderOrTheSearchPath)
     EXPECT_THAT(LoadedModules(), Contains(fromDecoys));
     FreeLibrary(hDecoy);
     SetCurrentDirectoryW(szFormer);
+}
+
+TEST(LibraryPlaceTest, WhatItsFolderDoesNotHaveIsLookedForNowhereElse)
+{
+    g_bAllMissing = true;
+    Exchange();
+    EXPECT_THAT(g_loads, Contains(EndsWith(L"\\qnztracex64.dll")));
+    EXPECT_THAT(g_loads, Contains(StartsWith(SystemFolder())));
+    ExpectLoadsFromTheirFolders();
 }
 
 }  // namespace
