@@ -108,6 +108,7 @@ TEST_F(HttpRequestDialogTest, WhatIsAcceptedForOneServerHoldsForAnother)
     Post(L"https://first.example/p");
     EXPECT_THAT(Dialogs(), SizeIs(1));
 
+    m_winInet.m_securityFlags.Always(0);
     ReleaseComponent();
     ClearJournal();
     m_pHttpRaw = m_pModule->CreateHttpRaw();

@@ -255,6 +255,16 @@ TEST_F(TraceRecordsTest, FailedOpeningsAreTracedWithinTheOpening)
                     StatusRecords(2)}));
 }
 
+// Nobody asks for its answer any more; it was sent.
+TEST_F(TraceRecordsTest, SendThatIsAbandonedIsTracedAsSent)
+{
+    CHold hold(m_journal, "HttpSendRequestW");
+    PostInto(hold);
+    ReleaseComponent([&] { hold.LetGo(); });
+    EXPECT_THAT(Select(CALL_TRACE, "2| Http request sent out here."), testing::SizeIs(1));
+    EXPECT_THAT(Select(CALL_TRACE, "2| http status code"), IsEmpty());
+}
+
 TEST_F(TraceRecordsTest, UrlAndDataNeverAppearAsPlainText)
 {
     m_winInet.m_attempts.Then(CScriptedWinInet::FailingSend(12032));

@@ -158,6 +158,29 @@ TEST_F(StringExEditTest, ReplaceKeepsTheTextWithoutMemoryForTheNewOne)
     EXPECT_STREQ(str.c_str(), L"a-b");
 }
 
+// More than it needs where the length does not divide, and never for a shorter text.
+TEST_F(StringExEditTest, ReplaceAsksForWhatTheMostOccurrencesWouldTake)
+{
+    struct Row
+    {
+        const wchar_t* oldText;
+        const wchar_t* newText;
+        size_t cch;
+    };
+    for (const Row& row :
+         {Row{L"-", L"+", 6}, Row{L"b-c", L"x", 6}, Row{L"-", L"<=>", 16}, Row{L"-c", L"1234567", 18}})
+    {
+        CStringEx str(L"ab-cd");
+        size_t cbRefused = 0;
+        {
+            const CFailingHeap failing;
+            str.Replace(row.oldText, row.newText);
+            cbRefused = failing.RefusedSize();
+        }
+        EXPECT_EQ(cbRefused, row.cch * sizeof(wchar_t)) << row.newText;
+    }
+}
+
 TEST_F(StringExEditTest, ReplaceLeavesNothingWithoutMemoryForTheBlockOfTheNewText)
 {
     CStringEx str(L"a-b");

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <string>
 
@@ -180,6 +181,19 @@ TEST_F(TextConversionTest, WideCopyAtOnceTakesLongTextUpToItsEnd)
             }
         }
     }
+}
+
+TEST_F(TextConversionTest, WideCopyAtOnceTakesNoTextWhoseLengthTheSystemCannotName)
+{
+    for (const DWORD cb : {DWORD{INT_MAX} - 1, DWORD{INT_MAX}, DWORD{MAXDWORD}})
+    {
+        const CFailingHeap failing;
+        EXPECT_EQ(WideCopyAtOnce(CP_UTF8, "a", cb), nullptr);
+        EXPECT_EQ(failing.Requests(), 0u) << cb << " bytes";
+    }
+    const CFailingHeap failing;
+    EXPECT_EQ(WideCopyAtOnce(CP_UTF8, "a", DWORD{INT_MAX} - 2), nullptr);
+    EXPECT_EQ(failing.RefusedSize(), size_t{INT_MAX} * sizeof(wchar_t));
 }
 
 }  // namespace

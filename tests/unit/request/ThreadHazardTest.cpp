@@ -66,6 +66,10 @@ protected:
         {
             s_pfnEnter(pcs);
         }
+        if (pTest != nullptr && GetCurrentThreadId() == pTest->m_dwOwnerId)
+        {
+            ++pTest->m_locksOfOwner;
+        }
     }
 
     static void WINAPI ScriptedLeave(CRITICAL_SECTION* pcs)
@@ -76,6 +80,10 @@ protected:
         if (bLast && pTest->m_hold == HOLD_BEFORE_LEAVING)
         {
             pTest->HoldWorker();
+        }
+        if (pTest != nullptr && GetCurrentThreadId() == pTest->m_dwOwnerId)
+        {
+            --pTest->m_locksOfOwner;
         }
         s_pfnLeave(pcs);
         if (bLast && pTest->m_hold == HOLD_AFTER_LEAVING)
@@ -108,6 +116,16 @@ protected:
         return s_pfnSwitch();
     }
 
+    static BOOL WINAPI ScriptedDuplicate(HANDLE hFrom, HANDLE hSource, HANDLE hTo, LPHANDLE phTarget,
+                                         DWORD dwAccess, BOOL bInherit, DWORD dwOptions)
+    {
+        ThreadHazardTest* pTest = s_pTest;
+        pTest->m_locksAtDuplication = pTest->m_locksOfOwner;
+        const BOOL bDone = s_pfnDuplicate(hFrom, hSource, hTo, phTarget, dwAccess, bInherit, dwOptions);
+        pTest->m_thread.m_go.Set();
+        return bDone;
+    }
+
     void HoldWorker()
     {
         m_held.Set();
@@ -120,6 +138,7 @@ protected:
     static inline LockFunction* s_pfnLeave = nullptr;
     static inline SleepFunction* s_pfnSleep = nullptr;
     static inline SwitchFunction* s_pfnSwitch = nullptr;
+    static inline decltype(&DuplicateHandle) s_pfnDuplicate = nullptr;
     static inline std::atomic<int> s_sleeps = 0;
     static inline std::atomic<bool> s_bSkipSleeps = false;
 
@@ -127,6 +146,8 @@ protected:
     std::atomic<Hold> m_hold = HOLD_NOWHERE;
     std::atomic<int> m_cLeaves = 0;
     std::atomic<bool> m_bOut = false;
+    int m_locksOfOwner = 0;
+    int m_locksAtDuplication = 0;
     CEvent m_go;
     CEvent m_held;
     CEvent m_release;
@@ -166,6 +187,23 @@ TEST_F(ThreadHazardTest, DoesNotWaitForEverForAWorkerThatWasEndedOnItsWayOut)
     EXPECT_FALSE(m_thread.WaitThreadExit(60000, true));
     EXPECT_EQ(s_sleeps, 10000);
     EXPECT_TRUE(m_thread.HasLeft());
+}
+
+// The worker may close it at any moment, and somebody else get its number.
+TEST_F(ThreadHazardTest, DuplicatesTheHandleUnderTheLock)
+{
+    m_thread.m_run = [this]
+    {
+        m_thread.m_go.Wait();
+        return 0u;
+    };
+    ASSERT_TRUE(m_thread.Start());
+    {
+        const CImportPatch patch(GetModuleHandleW(nullptr), "DuplicateHandle", ScriptedDuplicate);
+        s_pfnDuplicate = patch.Original<decltype(DuplicateHandle)>();
+        EXPECT_TRUE(m_thread.WaitThreadExit(60000, true));
+    }
+    EXPECT_EQ(m_locksAtDuplication, 1);
 }
 
 TEST_F(ThreadHazardTest, GivesAWorkerOnItsWayOutAMoment)
