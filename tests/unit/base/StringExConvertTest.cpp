@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,15 @@ private:
     bool m_bFail = false;
     CImportPatch m_patch{GetModuleHandleW(nullptr), "MultiByteToWideChar", Convert};
 };
+
+const char kTooLong[] = "new";
+
+size_t(__cdecl* g_pfnLength)(const char*) = nullptr;
+
+size_t __cdecl MeasureTooMuch(const char* text)
+{
+    return text == kTooLong ? size_t{INT_MAX} + 1 : g_pfnLength(text);
+}
 
 class StringExConvertTest : public testing::Test
 {
@@ -140,6 +150,16 @@ TEST_F(StringExConvertTest, KeepsItsTextWhenUtf8TextIsEmptyOrCannotBeConverted)
     m_script.Fail();
     EXPECT_EQ(str.SetUTF8("new"), FALSE);
     EXPECT_STREQ(str.c_str(), L"old");
+}
+
+TEST_F(StringExConvertTest, KeepsItsTextWhenUtf8TextIsTooLong)
+{
+    CStringEx str(L"old");
+    const CImportPatch patch(GetModuleHandleW(nullptr), "strlen", MeasureTooMuch);
+    g_pfnLength = patch.Original<size_t __cdecl(const char*)>();
+    EXPECT_EQ(str.SetUTF8(kTooLong), FALSE);
+    EXPECT_STREQ(str.c_str(), L"old");
+    EXPECT_EQ(m_script.Calls().size(), 0u);
 }
 
 // Without the script, whose own allocations would be the ones to fail.

@@ -121,6 +121,7 @@ protected:
     {
         ThreadHazardTest* pTest = s_pTest;
         pTest->m_locksAtDuplication = pTest->m_locksOfOwner;
+        EXPECT_FALSE(bInherit) << "a program that the host starts would keep it";
         const BOOL bDone = s_pfnDuplicate(hFrom, hSource, hTo, phTarget, dwAccess, bInherit, dwOptions);
         pTest->m_thread.m_go.Set();
         return bDone;
