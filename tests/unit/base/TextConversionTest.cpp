@@ -39,14 +39,18 @@ TEST_F(TextConversionTest, NarrowsNoNullText)
 
 TEST_F(TextConversionTest, NarrowsNothingWithoutMemoryAndSaysWhatItWouldTake)
 {
-    int cb = 0;
-    std::unique_ptr<char[]> copy;
+    for (int cch = 0; cch < 40; ++cch)
     {
-        const CFailingHeap failing;
-        copy = NarrowCopy(CP_UTF8, L"text", &cb);
+        const std::wstring text(static_cast<size_t>(cch), L't');
+        int cb = 0;
+        std::unique_ptr<char[]> copy;
+        {
+            const CFailingHeap failing;
+            copy = NarrowCopy(CP_UTF8, text.c_str(), &cb);
+        }
+        EXPECT_EQ(copy, nullptr);
+        EXPECT_EQ(cb, cch + 1);
     }
-    EXPECT_EQ(copy, nullptr);
-    EXPECT_EQ(cb, 5);
 }
 
 TEST_F(TextConversionTest, WidensTextUpToItsTerminator)
