@@ -1,4 +1,5 @@
 // The block that holds an answer in memory, and the count of an answer's bytes, as the request keeps them.
+#include <algorithm>
 #include <cstring>
 
 #include "module/HttpRawTest.h"
@@ -14,9 +15,14 @@ std::atomic<void*> g_pBlock = nullptr;
 void*(__cdecl* g_pfnRealloc)(void*, size_t) = nullptr;
 void(__cdecl* g_pfnFree)(void*) = nullptr;
 
+std::atomic<size_t> g_cbLargest = 0;
+
+// Refuses what no test reads.
 void* __cdecl RecordRealloc(void* block, size_t cb)
 {
-    void* const pGrown = g_pfnRealloc(block, cb);
+    constexpr size_t kTooMuch = size_t{1} << 30;
+    g_cbLargest = std::max<size_t>(g_cbLargest, cb);
+    void* const pGrown = cb < kTooMuch ? g_pfnRealloc(block, cb) : nullptr;
     g_pBlock = pGrown;
     return pGrown;
 }
@@ -29,6 +35,19 @@ void __cdecl RecordFree(void* block)
         g_pJournal->Add(CALL_NET, "free(answer)");
     }
     g_pfnFree(block);
+}
+
+// What the next reads say that they have read, the last one for ever.
+std::vector<DWORD> g_counts;
+
+BOOL WINAPI ReadWithoutBytes(HINTERNET, LPVOID, DWORD, LPDWORD pcbRead)
+{
+    *pcbRead = g_counts.front();
+    if (g_counts.size() > 1)
+    {
+        g_counts.erase(g_counts.begin());
+    }
+    return TRUE;
 }
 
 class HttpRequestAnswerBlockTest : public HttpRawTest
@@ -143,6 +162,22 @@ TEST_F(HttpRequestAnswerBlockTest, RequestCountsTheBytesOfAnAnswerInAFileAlsoTho
     closing.LetGo();
     Finish();
     EXPECT_TRUE(RequestHolds(kLength));
+}
+
+// Its length is counted in 32 bits, the terminator included.
+TEST_F(HttpRequestAnswerBlockTest, GrowsAsFarAsItsLengthCanBeCounted)
+{
+    m_pModule->Imports().Add("InternetReadFile", ReadWithoutBytes);
+    g_cbLargest = 0;
+    g_counts = {5, MAXDWORD - 5};
+    Post();
+    EXPECT_EQ(Status(), 2u);
+    EXPECT_EQ(g_cbLargest, 6u);
+
+    g_counts = {5, MAXDWORD - 6};
+    Post();
+    EXPECT_EQ(Status(), 2u);
+    EXPECT_EQ(g_cbLargest, size_t{MAXDWORD});
 }
 
 }  // namespace
