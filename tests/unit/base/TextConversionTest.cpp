@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
+#include <cwchar>
 #include <string>
 
 #include "support/guarded_heap/GuardedHeap.h"
@@ -11,6 +13,24 @@
 
 namespace
 {
+
+// What of a text the platform was asked to convert, the longest.
+size_t g_cchAsked = 0;
+decltype(&WideCharToMultiByte) g_pfnNarrow = nullptr;
+decltype(&MultiByteToWideChar) g_pfnWiden = nullptr;
+
+int WINAPI RecordingNarrow(UINT codePage, DWORD dwFlags, LPCWCH from, int cch, LPSTR to, int cb,
+                           LPCCH fallback, LPBOOL pbUsed)
+{
+    g_cchAsked = std::max(g_cchAsked, std::wcslen(from));
+    return g_pfnNarrow(codePage, dwFlags, from, cch, to, cb, fallback, pbUsed);
+}
+
+int WINAPI RecordingWiden(UINT codePage, DWORD dwFlags, LPCCH from, int cb, LPWSTR to, int cch)
+{
+    g_cchAsked = std::max(g_cchAsked, std::strlen(from));
+    return g_pfnWiden(codePage, dwFlags, from, cb, to, cch);
+}
 
 class TextConversionTest : public testing::Test
 {
@@ -198,6 +218,29 @@ TEST_F(TextConversionTest, WideCopyAtOnceTakesNoTextWhoseLengthTheSystemCannotNa
     const CFailingHeap failing;
     EXPECT_EQ(WideCopyAtOnce(CP_UTF8, "a", DWORD{INT_MAX} - 2), nullptr);
     EXPECT_EQ(failing.RefusedSize(), size_t{INT_MAX} * sizeof(wchar_t));
+}
+
+// It takes each character by itself, and a form or an answer is mostly ASCII.
+TEST_F(TextConversionTest, AsksThePlatformOnlyForWhatFollowsTheAsciiBeginning)
+{
+    const CImportPatch narrow(GetModuleHandleW(nullptr), "WideCharToMultiByte", RecordingNarrow);
+    const CImportPatch widen(GetModuleHandleW(nullptr), "MultiByteToWideChar", RecordingWiden);
+    g_pfnNarrow = narrow.Original<decltype(WideCharToMultiByte)>();
+    g_pfnWiden = widen.Original<decltype(MultiByteToWideChar)>();
+    std::string text;
+    for (char character = 1; character < 127; ++character)
+    {
+        text += character;
+    }
+    text += "\x7F and a rest";
+
+    g_cchAsked = 0;
+    EXPECT_STREQ(NarrowCopy(CP_UTF8, std::wstring(text.begin(), text.end()).c_str()).get(), text.c_str());
+    EXPECT_EQ(g_cchAsked, text.size() % 32);
+
+    g_cchAsked = 0;
+    EXPECT_NE(WideCopyAtOnce(CP_UTF8, text.c_str(), static_cast<DWORD>(text.size())), nullptr);
+    EXPECT_EQ(g_cchAsked, text.size() % 32);
 }
 
 }  // namespace

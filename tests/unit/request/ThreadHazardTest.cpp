@@ -40,6 +40,8 @@ protected:
         s_pTest = nullptr;
     }
 
+    // How often the calling thread has entered the lock and not left it.
+    int& Locks() { return GetCurrentThreadId() == m_dwOwnerId ? m_locksOfOwner : m_locksOfWorker; }
     bool IsWorker() const { return GetCurrentThreadId() == m_thread.m_dwWorkerId; }
 
     // Starts the worker and waits until it is held in the call with which it leaves the lock, its handle
@@ -66,9 +68,9 @@ protected:
         {
             s_pfnEnter(pcs);
         }
-        if (pTest != nullptr && GetCurrentThreadId() == pTest->m_dwOwnerId)
+        if (pTest != nullptr)
         {
-            ++pTest->m_locksOfOwner;
+            ++pTest->Locks();
         }
     }
 
@@ -81,9 +83,9 @@ protected:
         {
             pTest->HoldWorker();
         }
-        if (pTest != nullptr && GetCurrentThreadId() == pTest->m_dwOwnerId)
+        if (pTest != nullptr)
         {
-            --pTest->m_locksOfOwner;
+            --pTest->Locks();
         }
         s_pfnLeave(pcs);
         if (bLast && pTest->m_hold == HOLD_AFTER_LEAVING)
@@ -120,7 +122,7 @@ protected:
                                          DWORD dwAccess, BOOL bInherit, DWORD dwOptions)
     {
         ThreadHazardTest* pTest = s_pTest;
-        pTest->m_locksAtDuplication = pTest->m_locksOfOwner;
+        pTest->m_locksAtDuplication = pTest->Locks();
         EXPECT_FALSE(bInherit) << "a program that the host starts would keep it";
         const BOOL bDone = s_pfnDuplicate(hFrom, hSource, hTo, phTarget, dwAccess, bInherit, dwOptions);
         pTest->m_thread.m_go.Set();
@@ -148,7 +150,9 @@ protected:
     std::atomic<int> m_cLeaves = 0;
     std::atomic<bool> m_bOut = false;
     int m_locksOfOwner = 0;
+    int m_locksOfWorker = 0;
     int m_locksAtDuplication = 0;
+    int m_locksAtClose = 0;
     CEvent m_go;
     CEvent m_held;
     CEvent m_release;
@@ -205,6 +209,24 @@ TEST_F(ThreadHazardTest, DuplicatesTheHandleUnderTheLock)
         EXPECT_TRUE(m_thread.WaitThreadExit(60000, true));
     }
     EXPECT_EQ(m_locksAtDuplication, 1);
+}
+
+// The owner may be about to duplicate it.
+TEST_F(ThreadHazardTest, ClosesTheHandleUnderTheLock)
+{
+    m_script.m_onClosed = [this](HANDLE handle)
+    { m_locksAtClose += handle == m_script.m_starts.at(0).hThread ? Locks() : 0; };
+    m_thread.m_run = [this]
+    {
+        m_thread.m_go.Wait();
+        return 0u;
+    };
+    ASSERT_TRUE(m_thread.Start());
+    m_thread.m_go.Set();
+    EXPECT_TRUE(m_thread.WaitThreadExit(60000, true));
+    m_script.ExitCode();
+    EXPECT_EQ(m_locksAtClose, 1);
+    m_script.m_onClosed = nullptr;
 }
 
 TEST_F(ThreadHazardTest, GivesAWorkerOnItsWayOutAMoment)
