@@ -218,6 +218,21 @@ TEST_F(UrlEncodingTest, IsEmptyWhenTheTextIsTooLongToBeEncoded)
     }
 }
 
+TEST_F(UrlEncodingTest, AsksForTheMemoryOfTheLongestTextThatCanBeEncoded)
+{
+    constexpr int kLongest = (INT_MAX - 6) / 3;
+    CConversionScript script;
+    script.Report(kLongest);
+    CStringEx str(L"text");
+    int refusals = 0;
+    {
+        const CFailingHeap failing({(size_t{kLongest} * 3 + 6 + 1) * sizeof(wchar_t)});
+        EncodeURL(str);
+        refusals = failing.Refusals();
+    }
+    EXPECT_EQ(refusals, 1);
+}
+
 TEST_F(UrlEncodingTest, EncodesNoMoreThanTheConversionReports)
 {
     CConversionScript script;
