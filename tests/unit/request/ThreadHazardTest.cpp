@@ -268,7 +268,7 @@ TEST_F(ThreadHazardTest, WaitsTwoMillisecondsForAWorkerThatDoesNotLeave)
         const CImportPatch frequency(GetModuleHandleW(nullptr), "QueryPerformanceFrequency",
                                      ScriptedFrequency);
         const CImportPatch counter(GetModuleHandleW(nullptr), "QueryPerformanceCounter", ScriptedCounter);
-        s_milliseconds = 0;
+        s_milliseconds = 1000;
         s_switches = 0;
         EXPECT_FALSE(m_thread.AwaitLeaveBriefly());
     }
