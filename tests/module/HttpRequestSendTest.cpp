@@ -1,4 +1,6 @@
 // Sending on an open request: body, resends, and errors that read as none.
+#include <cwchar>
+
 #include "module/HttpRawTest.h"
 #include "support/FailingHeap.h"
 
@@ -92,6 +94,23 @@ int WINAPI FindNoSize(UINT codePage, DWORD dwFlags, LPCWCH from, int cch, LPSTR 
 TEST_F(HttpRequestSendTest, DataThatCannotBeConvertedMakesNoBody)
 {
     m_pModule->Imports().Add("WideCharToMultiByte", FindNoSize);
+    Post();
+    EXPECT_EQ(Status(), 9u);
+    EXPECT_THAT(Sends(), ElementsAre(SendOf("request1", "null", 0)));
+}
+
+// The platform tells the size and then converts nothing: its second call is the one that writes.
+int WINAPI WriteNothing(UINT codePage, DWORD dwFlags, LPCWCH from, int cch, LPSTR to, int cb, LPCCH pDefault,
+                        LPBOOL pbDefaultUsed)
+{
+    return codePage == CP_UTF8 && to != nullptr && std::wcscmp(from, L"a=1") == 0
+               ? 0
+               : WideCharToMultiByte(codePage, dwFlags, from, cch, to, cb, pDefault, pbDefaultUsed);
+}
+
+TEST_F(HttpRequestSendTest, DataThatIsNotConvertedInTheEndMakesNoBody)
+{
+    m_pModule->Imports().Add("WideCharToMultiByte", WriteNothing);
     Post();
     EXPECT_EQ(Status(), 9u);
     EXPECT_THAT(Sends(), ElementsAre(SendOf("request1", "null", 0)));
