@@ -148,4 +148,6 @@ void AddUntouchedRows(std::vector<CCallRow>& rows)
                 "vfprintf",
                 "_read",
                 "_close"});
+    LeaveAlone(rows, "of the compiler's runtime, from GCC 14 on",
+               {"FormatMessageA", "GetThreadId", "TryEnterCriticalSection", "getenv", "strtoul"});
 }
