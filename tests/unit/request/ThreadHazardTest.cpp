@@ -284,7 +284,10 @@ TEST_F(ThreadHazardTest, WorkerMayBeFasterThanItsStarter)
     DWORD dwWaited = WAIT_FAILED;
     m_script.m_onStarted = [&](HANDLE hThread)
     { dwWaited = WaitForSingleObject(hThread, CEvent::kPatienceMs); };
+    m_script.m_onClosed = [this](HANDLE) { m_locksAtClose = Locks(); };
     ASSERT_TRUE(m_thread.Start());
+    m_script.m_onClosed = nullptr;
+    EXPECT_EQ(m_locksAtClose, 1) << "the handle is looked after under the lock";
     EXPECT_EQ(dwWaited, WAIT_OBJECT_0) << "the worker waited for its starter";
     EXPECT_TRUE(m_thread.HasLeft());
     EXPECT_EQ(m_script.CountClosed(m_script.m_starts[0].hThread, m_dwOwnerId), 1);
