@@ -146,6 +146,7 @@ TEST_F(ConsoleUserTokenTest, TakesOnlyAProcessOfTheShellsName)
     {
         m_console.m_processes = {{20, row.pszPath, 1}};
         EXPECT_EQ(TakenFrom(), row.bTaken ? 20u : 0u) << row.label;
+        EXPECT_EQ(m_hToken == nullptr, !row.bTaken) << row.label;
     }
 }
 
