@@ -124,6 +124,7 @@ TEST_F(ConsoleUserTokenTest, TakesOnlyAProcessOfTheShellsName)
     };
     const std::wstring longest = L"C:\\" + std::wstring(243, L'd') + L"\\explorer.exe";
     const std::wstring tooLong = L"C:\\" + std::wstring(244, L'd') + L"\\explorer.exe";
+    const std::wstring cutToFit = longest + L"2";
     const Row rows[] = {
         {"as installed", L"C:\\Windows\\explorer.exe", true},
         {"capital initial and ending", L"C:\\Windows\\Explorer.EXE", true},
@@ -133,6 +134,7 @@ TEST_F(ConsoleUserTokenTest, TakesOnlyAProcessOfTheShellsName)
         {"a device path", L"\\Device\\HarddiskVolume1\\Windows\\explorer.exe", true},
         {"of 259 characters", longest.c_str(), true},
         {"cut at 259 characters", tooLong.c_str(), false},
+        {"the shell's when cut at 259 characters", cutToFit.c_str(), true},
         {"another ending", L"C:\\Windows\\explorer.com", false},
         {"a longer ending", L"C:\\Windows\\explorer.exe2", false},
         {"no ending", L"C:\\Windows\\explorer", false},
@@ -157,6 +159,18 @@ TEST_F(ConsoleUserTokenTest, PassesByAShellWhoseTokenDoesNotOpen)
     m_console.m_processes.pop_back();
     EXPECT_EQ(TakenFrom(), 0u);
     EXPECT_EQ(m_hToken, nullptr);
+}
+
+TEST_F(ConsoleUserTokenTest, ClosesNothingThatTheCallerHadThere)
+{
+    m_console.m_processes = {{16, kShell, 1, true, false}};
+    const HANDLE hCallers = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    m_hToken = hCallers;
+    EXPECT_FALSE(GetCurrentUserToken(&m_hToken));
+    EXPECT_EQ(m_hToken, nullptr);
+    DWORD dwFlags = 0;
+    EXPECT_TRUE(GetHandleInformation(hCallers, &dwFlags));
+    CloseHandle(hCallers);
 }
 
 TEST_F(ConsoleUserTokenTest, PassesByAShellWhoseSessionIsNotKnown)
