@@ -5,6 +5,7 @@
 #include <cwchar>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "base/TextConversion.h"
 
@@ -409,6 +410,5 @@ int CStringEx::LengthOf(const wchar_t* text)
 
 void CStringEx::ReplaceBlock(wchar_t* pszNew)
 {
-    delete[] m_pszData;
-    m_pszData = pszNew;
+    delete[] std::exchange(m_pszData, pszNew);
 }

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <utility>
 
 #include "base/TextConversion.h"
 #include "trace/AutoFunTrace.h"
@@ -243,16 +244,15 @@ HRESULT CHttpRequest::DoRequest()
 
 void CHttpRequest::FreeData()
 {
-    std::free(m_pData);
-    m_pData = nullptr;
+    std::free(std::exchange(m_pData, nullptr));
     m_dwDataLen = 0;
 }
 
 void CHttpRequest::CloseConnection()
 {
-    if (m_hConnect != nullptr)
+    // A worker may be killed here: what is closed must not be closed again.
+    if (const HINTERNET hConnect = std::exchange(m_hConnect, nullptr); hConnect != nullptr)
     {
-        InternetCloseHandle(m_hConnect);
-        m_hConnect = nullptr;
+        InternetCloseHandle(hConnect);
     }
 }

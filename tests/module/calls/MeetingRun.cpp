@@ -95,7 +95,8 @@ void CMeetingRun::Course(const std::vector<Move>& moves)
     }
     LetGo();
     const DWORD dwCode = m_system.ExitCode(kWorker);
-    Expect(dwCode == 0 || (dwCode == kKilledOnQuit && Has(MOVE_QUIT)), "the worker does not end by itself");
+    m_bKilled = dwCode == kKilledOnQuit;
+    Expect(dwCode == 0 || (m_bKilled && Has(MOVE_QUIT)), "the worker does not end by itself");
     if (m_pHttpRaw != nullptr)
     {
         FinishAlone();
@@ -321,7 +322,8 @@ void CMeetingRun::LetGo()
 
 void CMeetingRun::Judge()
 {
-    const bool bKilled = DropReferencesOfKilled();
+    // One that is killed before its first call has taken no reference yet.
+    const bool bKilled = DropReferencesOfKilled() || m_bKilled;
     Expect(!bKilled || Has(MOVE_QUIT), "a worker was killed");
     m_pModule.reset();
     JudgeForms();

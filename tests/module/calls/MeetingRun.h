@@ -82,6 +82,7 @@ private:
     IHttpRaw* m_pHttpRaw = nullptr;
     IHttpRaw* m_pOther = nullptr;
     bool m_bLate = false;
+    bool m_bKilled = false;
     bool m_bPosted = false;
     int m_cPosts = 0;  // after the first
     bool m_bReleasing = false;
