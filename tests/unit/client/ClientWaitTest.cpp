@@ -281,18 +281,63 @@ TEST_F(ClientWaitTest, AReportIsNoPlaceToWaitIn)
 TEST_F(ClientWaitTest, AReportMayCancelAndAskForOtherReports)
 {
     std::vector<std::pair<Outcome, unsigned long>> told;
-    auto pCaptured = std::make_shared<int>(1);
-    const std::weak_ptr<int> captured = pCaptured;
     m_client.OnChange(
-        [&, pKept = std::move(pCaptured)](const Progress&)
+        [&](const Progress&)
         {
             m_client.Cancel();
             m_client.OnChange(Record(told));
-            EXPECT_FALSE(captured.expired()) << "the function has gone while it runs";
         });
     EXPECT_EQ(m_client.Post(L"u", L"d").outcome, Outcome::Cancelled);
     EXPECT_THAT(told, ElementsAre(std::pair(Outcome::Cancelled, 5ul)));
-    EXPECT_TRUE(captured.expired());
+}
+
+// What a function of the host's captured, and when it went. Its end is told here, for a function that has
+// gone has nothing left in which it could tell.
+class CCaptured
+{
+public:
+    CCaptured() { s_end = "never"; }
+    ~CCaptured() { s_end = s_bReplacing ? "while it runs" : "after it has run"; }
+    CCaptured(const CCaptured&) = delete;
+    CCaptured& operator=(const CCaptured&) = delete;
+
+    static inline bool s_bReplacing = false;
+    static inline const char* s_end = "";
+};
+
+TEST_F(ClientWaitTest, KeepsTheFunctionForReportsUntilItReturns)
+{
+    for (const bool bOther : {false, true})
+    {
+        SCOPED_TRACE(bOther ? "asks for another one" : "asks for none");
+        m_client.OnChange(
+            [this, bOther, pCaptured = std::make_shared<CCaptured>()](const Progress&)
+            {
+                CCaptured::s_bReplacing = true;
+                m_client.OnChange(bOther ? std::function([](const Progress&) {}) : nullptr);
+                CCaptured::s_bReplacing = false;
+            });
+        m_client.Start({L"u", L"d", L""});
+        EXPECT_STREQ(CCaptured::s_end, "after it has run");
+        m_client.Cancel();
+    }
+}
+
+TEST_F(ClientWaitTest, KeepsTheFunctionForMessagesUntilItReturns)
+{
+    m_client.OnMessage(
+        [this, pCaptured = std::make_shared<CCaptured>()](const MSG&)
+        {
+            CCaptured::s_bReplacing = true;
+            m_client.OnMessage(nullptr);
+            CCaptured::s_bReplacing = false;
+            return false;
+        });
+    m_httpRaw.m_statuses.Then(REQ_STATUS_SENDING).Then(REQ_STATUS_DONE);
+    m_window.Post({kMessage});
+    m_client.Post(L"u", L"d");
+    EXPECT_STREQ(CCaptured::s_end, "after it has run");
+    EXPECT_THAT(m_window.Seen(), ElementsAre(kMessage));
 }
 
 // The host's own loop serves the client's timer.
