@@ -52,9 +52,9 @@ def must(*command, **options):
     return output
 
 
-def make(generator, folder):
+def make(generator, folder, *options):
     """Gives the file that CPack makes."""
-    must("cpack", "--config", os.path.join(BUILD, "CPackConfig.cmake"), "-G", generator, "-B", folder)
+    must("cpack", "--config", os.path.join(BUILD, "CPackConfig.cmake"), "-G", generator, "-B", folder, *options)
     [name] = [n for n in os.listdir(folder) if os.path.isfile(os.path.join(folder, n))]
     return os.path.join(folder, name)
 
@@ -99,6 +99,9 @@ class PackageTest(unittest.TestCase):
             names = {name.split("/", 1)[1] for name in archive.namelist()}
             for name in CONTENTS:
                 self.assertIn(name, names)
+            # Folders are read in any order, and files have the permissions that their maker's mask leaves.
+            self.assertEqual(archive.namelist(), sorted(archive.namelist()))
+            self.assertEqual({entry.external_attr >> 16 for entry in archive.infolist()}, {0o100644})
             for name in archive.namelist():
                 self.assertNotIn(ROOT.encode(), archive.read(name), name)
         os.utime(os.path.join(ROOT, "README.md"))
@@ -144,6 +147,10 @@ class PackageTest(unittest.TestCase):
         run(WINE_RUN, "--start", env=self.environment)
         installed = os.path.join(self.prefix, INSTALLED)
         installer = make("NSIS", self.path("nsis"))
+        # As an older version that had one file more.
+        os.mkdir(self.path("more"))
+        shutil.copy(WINE_RUN, self.path("more/gone.txt"))
+        older = make("NSIS", self.path("older"), "-D", f"CPACK_INSTALLED_DIRECTORIES={self.path('more')};.")
         with echo_server() as url:
             with self.subTest("nothing is registered"):
                 self.assertEqual(self.post(free, url), (0, "got a=1\nstatus 9"))
@@ -152,14 +159,16 @@ class PackageTest(unittest.TestCase):
                 self.assertIn("not registered", output)
                 self.assertEqual(self.registry(), [])
             with self.subTest("installed"):
-                self.assertEqual(self.wine(installer, "/S")[0], 0)
+                self.assertEqual(self.wine(older, "/S")[0], 0)
                 self.assertEqual(self.post(bare, url), (0, "got a=1"))
-                self.assertTrue(os.path.exists(os.path.join(installed, "include/kvHttp/Client.h")))
+                for name in ("include/kvHttp/Client.h", "gone.txt"):
+                    self.assertTrue(os.path.exists(os.path.join(installed, name)), name)
             with self.subTest("upgraded in place"):
                 shutil.copy(WINE_RUN, os.path.join(installed, "bin", "kvHttp.dll"))
                 self.assertEqual(self.wine(installer, "/S")[0], 0)
                 self.assertTrue(filecmp.cmp(os.path.join(installed, "bin/kvHttp.dll"),
                                             os.path.join(package, "bin/kvHttp.dll"), shallow=False))
+                self.assertFalse(os.path.exists(os.path.join(installed, "gone.txt")), "a file of the older version is left")
                 self.assertEqual(self.post(bare, url), (0, "got a=1"))
             with self.subTest("removed"):
                 self.assertEqual(self.wine(os.path.join(installed, "Uninstall.exe"), "/S")[0], 0)
