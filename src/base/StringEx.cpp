@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/TextConversion.h"
+#include "base/TextLength.h"
 
 #define STRSAFE_NO_DEPRECATE
 #include <strsafe.h>
@@ -68,7 +69,7 @@ bool CStringEx::Assign(const wchar_t* src)
     {
         src = L"";
     }
-    const size_t cch = std::wcslen(src) + 1;
+    const size_t cch = TextLength(src) + 1;
     wchar_t* pszNew = new (std::nothrow) wchar_t[cch];
     if (pszNew != nullptr)
     {
@@ -175,7 +176,7 @@ void CStringEx::Concat(const wchar_t* a, const wchar_t* b, wchar_t** out)
 {
     delete[] *out;
     *out = nullptr;
-    const size_t total = (a != nullptr ? std::wcslen(a) : 0) + (b != nullptr ? std::wcslen(b) : 0);
+    const size_t total = (a != nullptr ? TextLength(a) : 0) + (b != nullptr ? TextLength(b) : 0);
     if (total == 0)
     {
         return;
@@ -278,7 +279,7 @@ int CStringEx::Delete(int index, int count)
     {
         std::wmemcpy(pszNew, m_pszData, static_cast<size_t>(index));
         const wchar_t* const rest = m_pszData + index + count;
-        std::wmemcpy(pszNew + index, rest, std::wcslen(rest) + 1);
+        std::wmemcpy(pszNew + index, rest, TextLength(rest) + 1);
     }
     ReplaceBlock(pszNew);
     return pszNew != nullptr ? newLength : 0;
@@ -296,8 +297,8 @@ int CStringEx::Replace(const wchar_t* oldText, const wchar_t* newText)
         return DeleteEvery(oldText);
     }
     const size_t length = static_cast<size_t>(GetLength());
-    const size_t oldLength = std::wcslen(oldText);
-    const size_t newLength = std::wcslen(newText);
+    const size_t oldLength = TextLength(oldText);
+    const size_t newLength = TextLength(newText);
     size_t cch = length + 1;
     if (newLength > oldLength)
     {
@@ -358,7 +359,7 @@ void CStringEx::PathAppend(const wchar_t* lpszFile)
     part += std::wcsspn(part, L"\\");
     if (m_pszData != nullptr)
     {
-        size_t length = std::wcslen(m_pszData);
+        size_t length = TextLength(m_pszData);
         StripEnd(m_pszData, length, L'/');
         StripEnd(m_pszData, length, L'\\');
     }
@@ -405,7 +406,7 @@ void CStringEx::ReleaseBuffer()
 
 int CStringEx::LengthOf(const wchar_t* text)
 {
-    return text != nullptr ? static_cast<int>(std::wcslen(text)) : 0;
+    return text != nullptr ? static_cast<int>(TextLength(text)) : 0;
 }
 
 void CStringEx::ReplaceBlock(wchar_t* pszNew)

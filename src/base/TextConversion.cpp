@@ -2,9 +2,10 @@
 
 #include <climits>
 #include <cstring>
-#include <cwchar>
 #include <new>
 #include <type_traits>
+
+#include "base/TextLength.h"
 
 namespace
 {
@@ -60,7 +61,7 @@ std::unique_ptr<char[]> NarrowCopy(UINT codePage, const wchar_t* text, int* pcb)
     int cb = 0;
     if (text != nullptr)
     {
-        const size_t cch = std::wcslen(text);
+        const size_t cch = TextLength(text);
         cchHead = cch < INT_MAX / 4 ? CountAscii(text, cch) : 0;
         cb = WideCharToMultiByte(codePage, 0, text + cchHead, -1, nullptr, 0, nullptr, nullptr);
     }
