@@ -30,6 +30,20 @@ void Rest(DWORD dwPollMs)
     }
 }
 
+// The order changes from round to round, so that in as many rounds as there are clients, an even number, each
+// has every place once and follows every other once: one that has kept the processor busy, or has left it
+// idle, makes the next one slower or faster.
+std::vector<size_t> OrderOfTurns(size_t clients, size_t round)
+{
+    std::vector<size_t> order;
+    for (size_t place = 0; place < clients; ++place)
+    {
+        const size_t step = (place + 1) / 2;
+        order.push_back(((place % 2 != 0 ? step : clients - step) + round) % clients);
+    }
+    return order;
+}
+
 void AwaitEnd(const CClient& client, CPoster& poster)
 {
     while (!poster.HasEnded())
@@ -71,7 +85,7 @@ void CBenchmark::Run(const CWork& work)
     }
     for (int round = 0; round < m_scale.rounds; ++round)
     {
-        for (size_t i = 0; i < m_clients.size(); ++i)
+        for (const size_t i : OrderOfTurns(m_clients.size(), static_cast<size_t>(round)))
         {
             able[i] =
                 able[i] && Try(work, m_clients[i], [&] { Turn(work, m_clients[i], posters[i], round); });
