@@ -20,7 +20,7 @@ namespace
 //                         rounds, per turn, MB, figures, text, file, millions, looks
 constexpr CScale kSmoke = {0, 1, 1, 2, 1, 2, 1, false};  // only what is not timed
 constexpr CScale kQuick = {10, 3, 10, 50, 4, 64, 10, true};
-constexpr CScale kFull = {20, 10, 100, 200, 64, 1024, 10, true};
+constexpr CScale kFull = {40, 5, 100, 200, 64, 1024, 10, true};
 constexpr size_t kKB = 1024;
 constexpr size_t kMB = 1048576;
 constexpr size_t kSmallForm = 16;
@@ -80,7 +80,7 @@ std::vector<CWork> AllWork(const CScale& scale, const std::wstring& server)
         {"first exchange", formOf(kKB), scale.perTurn, 1, true},
         {"1 object", formOf(kKB), scale.perTurn, 1},
         {"4 objects at once", formOf(kKB), scale.perTurn, 4},
-        {"16 objects at once", formOf(kKB), std::max(1, scale.perTurn / 3), 16},
+        {"16 objects at once", formOf(kKB), std::max(1, scale.perTurn / 2), 16},
         {"file of " + std::to_string(scale.megabytes) + " MB", file, 1, 1, false, true},
     };
     return all;

@@ -39,7 +39,7 @@ public:
     {
     }
 
-    // All clients in turns: A B C ... A B C ..., each with its posters.
+    // All clients in turns, each with its posters.
     void Run(const CWork& work);
 
 private:

@@ -4,12 +4,13 @@ import random
 import statistics
 
 UNIT = "unit"
+UNIT_TEXT = "unit, text"
 COMPONENT = "component"
 # In the order of the columns. The first word or so names the client in the records.
 CLIENTS = {
     "WinINet": "WinINet called by hand on the host's thread",
     UNIT: "the same calls on a thread for each exchange, from and to bytes",
-    "unit, text": "the unit with the form converted from UTF-16 and the answer to it",
+    UNIT_TEXT: "the unit with the form converted from UTF-16 and the answer to it",
     COMPONENT: "the component, polled without pause",
     "component 1 ms": "polled every millisecond",
     "component 15 ms": "polled every 15 milliseconds",
@@ -70,8 +71,8 @@ class Results:
         return statistics.mean(self.processor[work, client].values())
 
     def time_ratio(self, work, client, base=UNIT):
-        """Of the medians. None where a client is missing; without a value where it means nothing."""
-        return self.ratio("time", self.times, median_of_all, work, client, base)
+        """Of the middle times. None where a client is missing; without a value where it means nothing."""
+        return self.ratio("time", self.times, middle_of_all, work, client, base)
 
     def processor_ratio(self, work, client):
         return self.ratio("processor", self.processor, mean_of_all, work, client, UNIT)
@@ -86,8 +87,11 @@ class Results:
         return self.ratios[key]
 
 
-def median_of_all(rounds):
-    return statistics.median(time for times in rounds for time in times)
+def middle_of_all(rounds):
+    """The mean of the middle half: where the times lie around two values, a median jumps from one to the other."""
+    ordered = sorted(time for times in rounds for time in times)
+    quarter = len(ordered) // 4
+    return statistics.fmean(ordered[quarter:len(ordered) - quarter])
 
 
 def mean_of_all(rounds):

@@ -8,7 +8,7 @@ sys.path[:0] = [os.path.join(ROOT, folder) for folder in ("benchmarks", "tests/s
 import picture  # pylint: disable=wrong-import-position
 import report  # pylint: disable=wrong-import-position
 import targets  # pylint: disable=wrong-import-position
-from results import Results, percentile  # pylint: disable=wrong-import-position
+from results import Results, middle_of_all, percentile  # pylint: disable=wrong-import-position
 
 WORK = "form of 1 KB"
 
@@ -25,11 +25,14 @@ def results_of(unit, component, *more):
 
 
 class ResultsTest(unittest.TestCase):
-    def test_ratio_is_that_of_the_medians(self):
+    def test_ratio_is_that_of_the_middle_times(self):
         results = results_of([2.0] * 9 + [200.0], [3.0] * 9 + [300.0])
         self.assertEqual(results.time_ratio(WORK, "component"), (1.5, 1.5, 1.5))
         self.assertEqual(results.time_ratio(WORK, "unit").value, 1)
         self.assertEqual(percentile(results.all_times(WORK, "component"), 99), 300)
+
+    def test_times_around_two_values_are_told_by_how_many_there_are_of_each(self):
+        self.assertAlmostEqual(middle_of_all([[2.0] * 11 + [4.0] * 9]), 2.8)
 
     def test_processor_ratio_is_that_of_the_sums(self):
         results = results_of([2.0, 4.0] * 5, [3.0, 6.0] * 5)
@@ -77,6 +80,11 @@ class TargetsTest(unittest.TestCase):
             with self.subTest(limit=limit):
                 self.assertEqual(targets.ratio_row("what", ratio, limit)[2:], ("0.50 to 2.00", verdict))
         self.assertEqual(targets.ratio_row("what", None, 1)[2:], ("n/a", targets.CANNOT_TELL))
+
+    def test_text_is_compared_with_both_units(self):
+        results = results_of([2.0] * 10, [3.0] * 10, *rounds("unit, text", [2.5] * 10))
+        self.assertEqual([row[1:] for row in targets.text_rows(results, WORK, 1.25)],
+                         [("1.25", "1.50", "not reached"), ("1.25", "1.20", "reached")])
 
 
 unittest.main()
