@@ -101,6 +101,7 @@ void Run(const CScale& scale, const std::wstring& server, CRecord& record, const
     step("calls");
     MeasureCalls(record, scale.figures, module, small);
     MeasureEncoding(record, 1 + scale.figures / 20, scale.millions);
+    MeasureTextCalls(record, scale.figures);
 
     std::vector<CClient> clients = {
         Platform("WinINet", ON_CALLERS_THREAD),

@@ -2,6 +2,9 @@
 
 #include <wininet.h>
 
+#include <cstdlib>
+#include <cstring>
+
 #include "base/StringEx.h"
 #include "base/UrlEncoding.h"
 
@@ -10,6 +13,7 @@ namespace
 
 constexpr int kObjects = 100;
 constexpr size_t kMB = 1048576;
+constexpr size_t kChunk = 16384;
 
 std::wstring AnswerUrl(const std::wstring& server, int megabytes)
 {
@@ -80,6 +84,40 @@ void MeasureEncoding(CRecord& record, int count, int millions)
         }
         record.Add({"figure", "encode 1 MB"}, {time / millions});
     }
+}
+
+void MeasureTextCalls(CRecord& record, int count)
+{
+    const auto measure = [&](const char* pszName, const std::function<void()>& work)
+    {
+        for (int i = 0; i < count; ++i)
+        {
+            record.Add({"figure", pszName}, {Measure(work)});
+        }
+    };
+    const std::wstring answer(kMB, L'x');
+    const std::wstring form(10 * kMB, L'x');
+    const BSTR bstrAnswer = SysAllocString(answer.c_str());
+    measure("grow a block to 1 MB by 16 KB",
+            []
+            {
+                void* pBlock = nullptr;
+                for (size_t cb = kChunk; cb <= kMB; cb += kChunk)
+                {
+                    pBlock = std::realloc(pBlock, cb + 1);
+                    std::memset(static_cast<char*>(pBlock) + cb - kChunk, 'x', kChunk);
+                }
+                std::free(pBlock);
+            });
+    measure("SysAllocString, 1 MB", [&] { SysFreeString(SysAllocString(answer.c_str())); });
+    measure("SysAllocStringByteLen, 1 MB",
+            [&]
+            {
+                SysFreeString(SysAllocStringByteLen(reinterpret_cast<const char*>(bstrAnswer),
+                                                    SysStringByteLen(bstrAnswer)));
+            });
+    measure("copy a form of 10 MB", [&] { const std::wstring copy(form); });
+    SysFreeString(bstrAnswer);
 }
 
 void MeasureGrowth(CRecord& record, CPeakMemory& memory, int largestMB, const CClient& client,

@@ -13,6 +13,8 @@ void MeasureLoading(CRecord& record, int count, const std::wstring& module);
 // of a form for the trace.
 void MeasureCalls(CRecord& record, int count, const CModule& module, const CTask& small);
 void MeasureEncoding(CRecord& record, int count, int millions);
+// What the component cannot do without when it takes and gives text: each alone, on memory not used before.
+void MeasureTextCalls(CRecord& record, int count);
 
 // Answers of 1, 4, 16 ... MB as text: from the start to the end, and until the text is taken.
 void MeasureGrowth(CRecord& record, CPeakMemory& memory, int largestMB, const CClient& client,
