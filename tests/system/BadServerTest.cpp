@@ -5,6 +5,7 @@
 #include <string>
 
 #include "support/loopback/LoopbackServer.h"
+#include "support/WineVersion.h"
 #include "system/HttpRawHost.h"
 #include "system/TempFile.h"
 
@@ -70,7 +71,11 @@ TEST(BadServerTest, AServerThatCameBackIsUsedAgain)
             connection.Send(MakeAnswer(200, "back again"));
         });
     CHttpRawHost host;
-    EXPECT_EQ(host.PostAndAwaitEnd(server.Url(L"/")), Status{REQ_STATUS_FAILED});
+    // Wine sometimes takes the reset for the end of an answer that has no byte.
+    const Status first = host.PostAndAwaitEnd(server.Url(L"/"));
+    EXPECT_TRUE(first == Status{REQ_STATUS_FAILED} || (IsWine() && first == Status{REQ_STATUS_DONE}))
+        << first;
+    EXPECT_EQ(host.TakeAnswer(), std::nullopt);
     EXPECT_EQ(host.PostAndAwaitEnd(server.Url(L"/")), Status{REQ_STATUS_DONE});
     EXPECT_EQ(host.TakeAnswer(), L"back again");
 }
