@@ -144,7 +144,9 @@ protected:
 TEST_F(WorkerLockTest, ReleaseWaitsForAWorkerThatIsStillInsideItsLock)
 {
     IHttpRaw* pHttpRaw = m_module.CreateHttpRaw();
+    CHold send(m_platform.journal, "HttpSendRequestW");
     ASSERT_EQ(pHttpRaw->PostRequest(L"http://host/", L"x"), S_OK);
+    send.LetGo();  // so that the worker has its handle, and closes it itself
     ASSERT_TRUE(m_held.Wait());
     EXPECT_EQ(pHttpRaw->Release(), 0u);
     EXPECT_TRUE(g_bOut) << "the object went while its worker was inside";
