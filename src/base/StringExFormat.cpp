@@ -1,11 +1,9 @@
 #include <algorithm>
+#include <climits>
 #include <cwchar>
 #include <cwctype>
 
 #include "base/StringEx.h"
-
-#define STRSAFE_NO_DEPRECATE
-#include <strsafe.h>
 
 namespace
 {
@@ -259,9 +257,12 @@ void CStringEx::Format(const wchar_t* format, ...)
     if (buffer != nullptr)
     {
         const size_t cch = static_cast<size_t>(estimate) + (bKeepsBlock ? 0 : 1);
-        if (cch <= STRSAFE_MAX_CCH)
+        if (cch <= INT_MAX)
         {
-            StringCchVPrintfW(buffer, cch, format, args);
+            // The last one is ended here, whatever is said: a runtime that cuts off a padded field may not
+            // tell.
+            _vsnwprintf(buffer, cch - 1, format, args);
+            buffer[cch - 1] = L'\0';
         }
         ReleaseBuffer();
     }

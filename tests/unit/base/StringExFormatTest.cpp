@@ -90,6 +90,14 @@ TEST_F(StringExFormatTest, CutsOffWhatTheEstimateDoesNotCover)
     EXPECT_EQ(BlockLength(str), 37u);
 }
 
+// Wine's runtime gives a length that would fit for one.
+TEST_F(StringExFormatTest, EndsAPaddedFieldThatIsCutOff)
+{
+    CStringEx str(std::wstring(300, L'o').c_str());
+    str.Format(L"% .128e%-54c", 1.5, L'x');  // 189 characters, of which the estimate covers 186
+    EXPECT_EQ(str.GetLength(), 186);
+}
+
 TEST_F(StringExFormatTest, StaysWithinABlockThatIsKeptForOneCharacterMore)
 {
     // The estimate of 36 keeps the block of 35 characters and a terminator.
