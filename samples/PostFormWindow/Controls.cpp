@@ -124,4 +124,6 @@ void ShowProgressEnded(HWND hWnd, bool bComplete)
     const HWND hProgress = GetDlgItem(hWnd, ID_PROGRESS);
     SetMarquee(hProgress, false);
     SendMessageW(hProgress, PBM_SETPOS, bComplete ? 100 : 0, 0);
+    // Under Wine the running piece stays where the position is what it was.
+    InvalidateRect(hProgress, nullptr, TRUE);
 }
