@@ -1,6 +1,6 @@
 // Measures the component beside what a host could use in its place, all in turns in this one process and
-// against one server. benchmarks/bench.py runs it: the server's address, the form, the file of records, and
-// this process's number on the Unix host are its arguments.
+// against one server. benchmarks/bench.py runs it: the server's address, the form, the file of records, the
+// port of the clock of processor time, and this process's number on the Unix host are its arguments.
 #include <windows.h>
 
 #include <algorithm>
@@ -86,7 +86,8 @@ std::vector<CWork> AllWork(const CScale& scale, const std::wstring& server)
     return all;
 }
 
-void Run(const CScale& scale, const std::wstring& server, CRecord& record, const std::string& unixProcess)
+void Run(const CScale& scale, const std::wstring& server, CRecord& record, const std::string& unixProcess,
+         unsigned short clockPort)
 {
     auto step = [number = 0](const char* pszWhat) mutable
     {
@@ -116,7 +117,8 @@ void Run(const CScale& scale, const std::wstring& server, CRecord& record, const
         System("WinHttpRequest", L"WinHttp.WinHttpRequest.5.1"),
     };
     CPeakMemory memory(unixProcess);
-    CBenchmark benchmark(scale, clients, record, memory);
+    CProcessorClock processor(clockPort, unixProcess);
+    CBenchmark benchmark(scale, clients, record, memory, processor);
     for (const CWork& work : AllWork(scale, server))
     {
         step(work.name.c_str());
@@ -134,9 +136,9 @@ void Run(const CScale& scale, const std::wstring& server, CRecord& record, const
 
 int main(int argc, char** argv)
 {
-    if (argc < 4)
+    if (argc < 6)
     {
-        std::printf("usage: Benchmark URL quick|full|smoke RECORDS [PROCESS]\n");
+        std::printf("usage: Benchmark URL quick|full|smoke RECORDS PORT PROCESS\n");
         return 2;
     }
     CoInitialize(nullptr);
@@ -149,7 +151,8 @@ int main(int argc, char** argv)
     try
     {
         const std::string server(argv[1]);
-        Run(FindScale(argv[2]), std::wstring(server.begin(), server.end()), record, argc > 4 ? argv[4] : "");
+        Run(FindScale(argv[2]), std::wstring(server.begin(), server.end()), record, argv[5],
+            static_cast<unsigned short>(std::atoi(argv[4])));
     }
     catch (const CFailure& failure)
     {

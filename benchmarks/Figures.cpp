@@ -109,8 +109,8 @@ void MeasureTextCalls(CRecord& record, int count)
                 }
                 std::free(pBlock);
             });
-    measure("SysAllocString, 1 MB", [&] { SysFreeString(SysAllocString(answer.c_str())); });
-    measure("SysAllocStringByteLen, 1 MB",
+    measure("SysAllocString of 1 MB", [&] { SysFreeString(SysAllocString(answer.c_str())); });
+    measure("SysAllocStringByteLen of 1 MB",
             [&]
             {
                 SysFreeString(SysAllocStringByteLen(reinterpret_cast<const char*>(bstrAnswer),

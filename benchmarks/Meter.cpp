@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "Poster.h"
 #include "support/ProcessResources.h"
 
 namespace
@@ -15,12 +16,6 @@ constexpr double kKB = 1024;
 constexpr int kSettleTurns = 25;
 constexpr DWORD kTurnMs = 20;
 constexpr std::uintptr_t kHighestHandle = 0x1000;  // some hundred are in use
-
-double Milliseconds(const FILETIME& time)
-{
-    const ULARGE_INTEGER ticks = {{time.dwLowDateTime, time.dwHighDateTime}};
-    return static_cast<double>(ticks.QuadPart) / 10000.0;
-}
 
 // Wine reports no count. In a lower range than the tests look through, since each look takes time.
 int CountLowHandles()
@@ -53,16 +48,6 @@ double Now()
     return static_cast<double>(count.QuadPart) * 1000.0 / static_cast<double>(frequency.QuadPart);
 }
 
-double ProcessorTime()
-{
-    FILETIME created = {};
-    FILETIME exited = {};
-    FILETIME kernel = {};
-    FILETIME user = {};
-    GetProcessTimes(GetCurrentProcess(), &created, &exited, &kernel, &user);
-    return Milliseconds(kernel) + Milliseconds(user);
-}
-
 double Measure(const std::function<void()>& work)
 {
     const double begin = Now();
@@ -70,13 +55,45 @@ double Measure(const std::function<void()>& work)
     return Now() - begin;
 }
 
+CProcessorClock::CProcessorClock(unsigned short port, const std::string& unixProcess)
+{
+    WSADATA data = {};
+    WSAStartup(MAKEWORD(2, 2), &data);
+    m_socket = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const std::string process = unixProcess + "\n";
+    if (connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+        send(m_socket, process.c_str(), static_cast<int>(process.size()), 0) <= 0)
+    {
+        throw CFailure("the clock of the processor time cannot be asked");
+    }
+}
+
+CProcessorClock::~CProcessorClock()
+{
+    closesocket(m_socket);
+    WSACleanup();
+}
+
+double CProcessorClock::Now()
+{
+    double time = 0;
+    if (send(m_socket, "?", 1, 0) != 1 ||
+        recv(m_socket, reinterpret_cast<char*>(&time), sizeof(time), MSG_WAITALL) != sizeof(time))
+    {
+        throw CFailure("the clock of the processor time does not answer");
+    }
+    return time;
+}
+
 bool CPeakMemory::Reset()
 {
     const std::string path = "\\\\?\\unix\\proc\\" + m_unixProcess + "\\clear_refs";
-    const HANDLE hFile = m_unixProcess.empty()
-                             ? INVALID_HANDLE_VALUE
-                             : CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                           nullptr, OPEN_EXISTING, 0, nullptr);
+    const HANDLE hFile = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                     OPEN_EXISTING, 0, nullptr);
     if (hFile == INVALID_HANDLE_VALUE)
     {
         return false;

@@ -162,14 +162,14 @@ double CBenchmark::Sample(const CWork& work, const CClient& client, Posters& pos
 
 void CBenchmark::Turn(const CWork& work, const CClient& client, Posters& posters, int round)
 {
-    const double begin = ProcessorTime();
+    const double begin = m_processor.Now();
     for (int i = 0; i < work.perTurn; ++i)
     {
         const double time = Sample(work, client, posters);
         m_record.Add({"sample", work.name, client.name}, {double(round), time});
     }
     m_record.Add({"turn", work.name, client.name},
-                 {double(round), ProcessorTime() - begin, double(work.perTurn)});
+                 {double(round), m_processor.Now() - begin, double(work.perTurn)});
 }
 
 // Memory, threads and handles are looked at apart, since looking takes time.

@@ -34,8 +34,9 @@ struct CScale
 class CBenchmark
 {
 public:
-    CBenchmark(const CScale& scale, std::vector<CClient>& clients, CRecord& record, CPeakMemory& memory)
-        : m_scale(scale), m_clients(clients), m_record(record), m_memory(memory)
+    CBenchmark(const CScale& scale, std::vector<CClient>& clients, CRecord& record, CPeakMemory& memory,
+               CProcessorClock& processor)
+        : m_scale(scale), m_clients(clients), m_record(record), m_memory(memory), m_processor(processor)
     {
     }
 
@@ -57,6 +58,7 @@ private:
     std::vector<CClient>& m_clients;
     CRecord& m_record;
     CPeakMemory& m_memory;
+    CProcessorClock& m_processor;
 };
 
 // The first length bytes of what the server's prepared files hold.

@@ -15,6 +15,7 @@ import document  # pylint: disable=wrong-import-position
 import report  # pylint: disable=wrong-import-position
 import results  # pylint: disable=wrong-import-position
 from file_server import FileServer  # pylint: disable=wrong-import-position
+from processor_clock import ProcessorClock  # pylint: disable=wrong-import-position
 from program import CannotStart, plain_environment  # pylint: disable=wrong-import-position
 from stages import CannotBeSetUp, Stages  # pylint: disable=wrong-import-position
 from wine import WINE_RUN, windows_path  # pylint: disable=wrong-import-position
@@ -51,8 +52,9 @@ def measure(form, programs):
     started = form != "smoke" and subprocess.run([WINE_RUN, "--start"], check=False).returncode == 0
     try:
         with tempfile.TemporaryDirectory(prefix="bench-", dir=os.path.join(ROOT, "build")) as folder, \
-             FileServer(folder, sizes) as server:
-            STAGES.run(f"measure, {form} form", form, *command, server.url(), form, windows_path(records))
+             FileServer(folder, sizes) as server, ProcessorClock() as clock:
+            STAGES.run(f"measure, {form} form", form, *command, server.url(), form, windows_path(records),
+                       str(clock.port))
     finally:
         if started:
             subprocess.run([WINE_RUN, "--stop"], check=False)

@@ -68,14 +68,14 @@ class Results:
         return statistics.median(self.all_times(work, client))
 
     def processor_time(self, work, client):
-        return statistics.mean(self.processor[work, client].values())
+        return middle(self.processor[work, client].values())
 
     def time_ratio(self, work, client, base=UNIT):
         """Of the middle times. None where a client is missing; without a value where it means nothing."""
         return self.ratio("time", self.times, middle_of_all, work, client, base)
 
     def processor_ratio(self, work, client):
-        return self.ratio("processor", self.processor, mean_of_all, work, client, UNIT)
+        return self.ratio("processor", self.processor, middle, work, client, UNIT)
 
     def ratio(self, what, table, statistic, work, client, base):
         if not self.has(work, client) or not self.has(work, base):
@@ -87,15 +87,16 @@ class Results:
         return self.ratios[key]
 
 
-def middle_of_all(rounds):
-    """The mean of the middle half: where the times lie around two values, a median jumps from one to the other."""
-    ordered = sorted(time for times in rounds for time in times)
+def middle(times):
+    """The mean of the middle half: where the times lie around two values, a median jumps from one to the other; and a
+    client that polls without pause uses up a processor for as long as an exchange happens to hang."""
+    ordered = sorted(times)
     quarter = len(ordered) // 4
     return statistics.fmean(ordered[quarter:len(ordered) - quarter])
 
 
-def mean_of_all(rounds):
-    return statistics.fmean(rounds)
+def middle_of_all(rounds):
+    return middle(time for times in rounds for time in times)
 
 
 def ratio_of(rounds, statistic):

@@ -1,6 +1,9 @@
 """The report of ./bench.sh: ratios, those that mean nothing, and the table of targets."""
 import os
+import socket
+import struct
 import sys
+import time
 import unittest
 
 ROOT = os.path.abspath(sys.argv.pop(1))
@@ -8,6 +11,7 @@ sys.path[:0] = [os.path.join(ROOT, folder) for folder in ("benchmarks", "tests/s
 import picture  # pylint: disable=wrong-import-position
 import report  # pylint: disable=wrong-import-position
 import targets  # pylint: disable=wrong-import-position
+from processor_clock import ProcessorClock  # pylint: disable=wrong-import-position
 from results import Results, middle_of_all, percentile  # pylint: disable=wrong-import-position
 
 WORK = "form of 1 KB"
@@ -34,10 +38,10 @@ class ResultsTest(unittest.TestCase):
     def test_times_around_two_values_are_told_by_how_many_there_are_of_each(self):
         self.assertAlmostEqual(middle_of_all([[2.0] * 11 + [4.0] * 9]), 2.8)
 
-    def test_processor_ratio_is_that_of_the_sums(self):
-        results = results_of([2.0, 4.0] * 5, [3.0, 6.0] * 5)
+    def test_processor_ratio_is_that_of_the_middle_turns(self):
+        results = results_of([2.0] * 20 + [90.0], [3.0] * 20 + [9.0])
         self.assertAlmostEqual(results.processor_ratio(WORK, "component").value, 1.5)
-        self.assertAlmostEqual(results.processor_time(WORK, "component"), 2.25)
+        self.assertAlmostEqual(results.processor_time(WORK, "component"), 1.5)
 
     def test_rounds_that_differ_together_do_not_spoil_a_ratio(self):
         unit = [2.0 + number / 10 for number in range(10)]
@@ -64,6 +68,18 @@ class ResultsTest(unittest.TestCase):
         drawn = picture.draw(results_of([2.0] * 10, [3.0] * 10, *rounds("XMLHTTP", [1.0, 9.0] * 5)))
         self.assertIn(">1.50<", drawn)
         self.assertEqual(drawn.count("<rect"), 1 + len(picture.SHOWN) + 2)
+
+
+class ProcessorClockTest(unittest.TestCase):
+    def test_tells_what_the_process_has_used(self):
+        with ProcessorClock() as clock, socket.create_connection(("127.0.0.1", clock.port), 10) as client:
+            client.sendall(f"{os.getpid()}\n".encode())
+            for _ in range(2):
+                before = time.process_time()
+                client.sendall(b"?")
+                told = struct.unpack("<d", client.recv(8, socket.MSG_WAITALL))[0] / 1000
+                self.assertLessEqual(before, told)
+                self.assertLessEqual(told, time.process_time())
 
 
 class TargetsTest(unittest.TestCase):
