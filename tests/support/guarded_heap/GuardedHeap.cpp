@@ -13,8 +13,6 @@ namespace
 {
 
 constexpr size_t kPage = 4096;
-constexpr size_t kArenaSize = size_t{1} << 36;
-[[maybe_unused]] const bool g_bAsks = CFailingHeap::UseOperators();
 
 constexpr std::uint64_t kArrayMark = 0x6b76487474704775;
 constexpr std::uint64_t kObjectMark = 0x6b7648747470476f;
@@ -54,20 +52,34 @@ Waiting g_waiting[kRecycledPages + 1];
     std::_Exit(3);
 }
 
+// No local static with a constructor: the compiler's guard of one takes a handle for good at each load of a
+// module.
 std::uintptr_t Arena()
 {
-    static const std::uintptr_t s_arena =
-        reinterpret_cast<std::uintptr_t>(VirtualAlloc(nullptr, kArenaSize, MEM_RESERVE, PAGE_NOACCESS));
-    if (s_arena == 0)
+    static std::atomic<void*> s_pArena = nullptr;
+    void* pArena = s_pArena;
+    if (pArena == nullptr)
     {
-        End("no address space");
+        void* const pNew = VirtualAlloc(nullptr, CGuardedHeap::ArenaSize(), MEM_RESERVE, PAGE_NOACCESS);
+        if (pNew == nullptr)
+        {
+            End("no address space");
+        }
+        if (s_pArena.compare_exchange_strong(pArena, pNew))
+        {
+            pArena = pNew;
+        }
+        else
+        {
+            VirtualFree(pNew, 0, MEM_RELEASE);
+        }
     }
-    return s_arena;
+    return reinterpret_cast<std::uintptr_t>(pArena);
 }
 
 bool IsInArena(const void* block)
 {
-    return reinterpret_cast<std::uintptr_t>(block) - Arena() < kArenaSize;
+    return reinterpret_cast<std::uintptr_t>(block) - Arena() < CGuardedHeap::ArenaSize();
 }
 
 size_t PagesFor(size_t size)
@@ -86,7 +98,7 @@ std::uintptr_t TakeNewPages(size_t pages)
 {
     const size_t cbPages = pages * kPage;
     const size_t offset = g_arenaUsed.fetch_add(cbPages + kPage);
-    if (offset + cbPages + kPage > kArenaSize)
+    if (offset + cbPages + kPage > CGuardedHeap::ArenaSize())
     {
         End("the address space is used up");
     }
@@ -167,7 +179,7 @@ void ReleaseGuarded(void* block, std::uint64_t mark, std::uint64_t otherMark) no
 
 void* AllocateArray(size_t size)
 {
-    if (CFailingHeap::Refuses(size) || size > kArenaSize / 4)
+    if (!CGuardedHeap::Grants(size, true) || size > CGuardedHeap::ArenaSize() / 4)
     {
         return nullptr;
     }
@@ -192,7 +204,7 @@ void ReleaseArray(void* block) noexcept
 
 void* AllocateObject(size_t size)
 {
-    if (CFailingHeap::Refuses(size))
+    if (!CGuardedHeap::Grants(size, false))
     {
         return nullptr;
     }
