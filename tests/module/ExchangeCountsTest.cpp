@@ -61,6 +61,10 @@ protected:
 
 TEST_P(ExchangeCountsTest, CostsNoMore)
 {
+    if (!KVHTTP_SHIPPED_BUILD)
+    {
+        GTEST_SKIP() << "what finds errors in this build makes calls of its own";
+    }
     const Row& row = GetParam();
     m_trace.m_bFound = row.bTraced;
     // What the first exchange of an object does besides is not counted here.
