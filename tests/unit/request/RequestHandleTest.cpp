@@ -4,9 +4,11 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "support/ImportPatch.h"
+#include "support/Mutex.h"
 #include "support/SideThread.h"
 
 namespace
@@ -39,12 +41,14 @@ protected:
     {
         if (++s_cClosed <= kMostRecorded)
         {
+            const std::lock_guard lock(s_mutex);
             s_closed.push_back(hRequest);
         }
         return TRUE;
     }
 
     static constexpr int kMostRecorded = 10;
+    static inline CMutex s_mutex;
     static inline std::vector<HINTERNET> s_closed;
     static inline std::atomic<int> s_cClosed = 0;
 
