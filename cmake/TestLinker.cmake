@@ -2,7 +2,7 @@
 # less than one. This compiler has a linker built in, and takes another one only under the name of the program
 # that it calls it through.
 add_library(kvhttp_test_linker INTERFACE)
-if(MINGW AND CMAKE_HOST_UNIX AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT KVHTTP_COVERAGE)
+if(MINGW AND CMAKE_HOST_UNIX AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   find_program(KVHTTP_LLD NAMES ld.lld-19 ld.lld)
   if(KVHTTP_LLD)
     set(folder "${CMAKE_BINARY_DIR}/lld")
