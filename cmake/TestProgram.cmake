@@ -44,7 +44,7 @@ function(kvhttp_add_test_program name)
   endif()
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
-    DISCOVERY_TIMEOUT 60
+    DISCOVERY_TIMEOUT 300
     TEST_PREFIX "${arg_LABEL}."
     PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT})
 endfunction()

@@ -1,6 +1,8 @@
 #include "system/hostile/HostileRow.h"
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "support/WineVersion.h"
 #include "system/HttpRawHost.h"
@@ -72,16 +74,17 @@ std::string HostilePorts::Fill(std::string_view text) const
 
 HostileServe Sends(std::string bytes)
 {
-    return [bytes = std::move(bytes)](HostileTurn& turn)
+    return [pBytes = std::make_shared<const std::string>(std::move(bytes))](HostileTurn& turn)
     {
-        turn.Send(bytes);
+        turn.Send(*pBytes);
         turn.connection.Close();
     };
 }
 
 HostileServe SendsAndStays(std::string bytes)
 {
-    return [bytes = std::move(bytes)](HostileTurn& turn) { turn.Send(bytes); };
+    return [pBytes = std::make_shared<const std::string>(std::move(bytes))](HostileTurn& turn)
+    { turn.Send(*pBytes); };
 }
 
 std::vector<HostileExpectation> HostileRow::Expected() const

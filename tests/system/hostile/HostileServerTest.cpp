@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <sstream>
 
 #include "support/Mutex.h"
@@ -218,13 +219,35 @@ private:
     CLoopbackServer m_server;
 };
 
-class HostileServerTest : public testing::TestWithParam<HostileRow>
+// GoogleTest copies each parameter several times. Rows are large, which takes minutes where each request of
+// memory looks through the whole heap.
+struct SharedRow
+{
+    std::shared_ptr<const HostileRow> pRow;
+};
+
+std::ostream& operator<<(std::ostream& stream, const SharedRow& shared)
+{
+    return stream << *shared.pRow;
+}
+
+auto Share(std::vector<HostileRow> rows)
+{
+    std::vector<SharedRow> shared;
+    for (HostileRow& row : rows)
+    {
+        shared.push_back({std::make_shared<const HostileRow>(std::move(row))});
+    }
+    return testing::ValuesIn(shared);
+}
+
+class HostileServerTest : public testing::TestWithParam<SharedRow>
 {
 protected:
     static HostileOutcome RunExchange(CHttpRawHost& host, const CHostileServer& server, size_t number)
     {
         const Exchange& exchange = kExchanges[number];
-        const size_t formSize = number == 0 ? GetParam().formSize : 0;
+        const size_t formSize = number == 0 ? GetParam().pRow->formSize : 0;
         host.Post(server.Url(exchange.pszTarget),
                   formSize > 0 ? std::wstring(formSize, L'f') : exchange.pszForm);
         const Status status = host.AwaitEnd();
@@ -257,7 +280,7 @@ protected:
 
 TEST_P(HostileServerTest, EndsAsTheTableSays)
 {
-    const HostileRow& row = GetParam();
+    const HostileRow& row = *GetParam().pRow;
     CHostileServer server(row);
     CHttpRawHost host;
     host->SetTimeout(row.seconds);
@@ -279,20 +302,20 @@ TEST_P(HostileServerTest, EndsAsTheTableSays)
     EXPECT_LT(host.Release(), kReleaseBoundMs);
 }
 
-std::string LabelOf(const testing::TestParamInfo<HostileRow>& info)
+std::string LabelOf(const testing::TestParamInfo<SharedRow>& info)
 {
-    return info.param.label;
+    return info.param.pRow->label;
 }
 
-INSTANTIATE_TEST_SUITE_P(Head, HostileServerTest, testing::ValuesIn(HeadRows()), LabelOf);
-INSTANTIATE_TEST_SUITE_P(StatusLine, HostileServerTest, testing::ValuesIn(StatusLineRows()), LabelOf);
-INSTANTIATE_TEST_SUITE_P(Code, HostileServerTest, testing::ValuesIn(CodeRows()), LabelOf);
-INSTANTIATE_TEST_SUITE_P(Length, HostileServerTest, testing::ValuesIn(LengthRows()), LabelOf);
-INSTANTIATE_TEST_SUITE_P(Chunk, HostileServerTest, testing::ValuesIn(ChunkRows()), LabelOf);
-INSTANTIATE_TEST_SUITE_P(Body, HostileServerTest, testing::ValuesIn(BodyRows()), LabelOf);
-INSTANTIATE_TEST_SUITE_P(Redirect, HostileServerTest, testing::ValuesIn(RedirectRows()), LabelOf);
-INSTANTIATE_TEST_SUITE_P(RedirectChain, HostileServerTest, testing::ValuesIn(RedirectChainRows()), LabelOf);
-INSTANTIATE_TEST_SUITE_P(Connection, HostileServerTest, testing::ValuesIn(ConnectionRows()), LabelOf);
-INSTANTIATE_TEST_SUITE_P(Timing, HostileServerTest, testing::ValuesIn(TimingRows()), LabelOf);
+INSTANTIATE_TEST_SUITE_P(Head, HostileServerTest, Share(HeadRows()), LabelOf);
+INSTANTIATE_TEST_SUITE_P(StatusLine, HostileServerTest, Share(StatusLineRows()), LabelOf);
+INSTANTIATE_TEST_SUITE_P(Code, HostileServerTest, Share(CodeRows()), LabelOf);
+INSTANTIATE_TEST_SUITE_P(Length, HostileServerTest, Share(LengthRows()), LabelOf);
+INSTANTIATE_TEST_SUITE_P(Chunk, HostileServerTest, Share(ChunkRows()), LabelOf);
+INSTANTIATE_TEST_SUITE_P(Body, HostileServerTest, Share(BodyRows()), LabelOf);
+INSTANTIATE_TEST_SUITE_P(Redirect, HostileServerTest, Share(RedirectRows()), LabelOf);
+INSTANTIATE_TEST_SUITE_P(RedirectChain, HostileServerTest, Share(RedirectChainRows()), LabelOf);
+INSTANTIATE_TEST_SUITE_P(Connection, HostileServerTest, Share(ConnectionRows()), LabelOf);
+INSTANTIATE_TEST_SUITE_P(Timing, HostileServerTest, Share(TimingRows()), LabelOf);
 
 }  // namespace
