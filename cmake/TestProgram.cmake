@@ -26,6 +26,12 @@ function(kvhttp_set_test_code)
   endforeach()
 endfunction()
 
+# kvhttp_tell_of_counted_lines(<target>)
+# For tests of every call that the module makes: in a build that counts lines it makes calls of its own.
+function(kvhttp_tell_of_counted_lines target)
+  target_compile_definitions(${target} PRIVATE KVHTTP_COUNTS_LINES=$<BOOL:${KVHTTP_COVERAGE}>)
+endfunction()
+
 function(kvhttp_add_test_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "ALONE" "LABEL;TIMEOUT" "SOURCES;LIBRARIES")
   if(NOT arg_TIMEOUT)

@@ -34,6 +34,14 @@ class EveryCallFailsTest : public testing::TestWithParam<ExchangeKind>
 protected:
     EveryCallFailsTest() { BrowseWithManualProxy(m_user); }
 
+    void SetUp() override
+    {
+        if (KVHTTP_COUNTS_LINES)
+        {
+            GTEST_SKIP() << "what writes the counts makes calls of its own";
+        }
+    }
+
     static bool IsReleased() { return GetParam() == EXCHANGE_RELEASE || GetParam() == EXCHANGE_QUIT; }
 
     // How often each function is called when nothing fails.

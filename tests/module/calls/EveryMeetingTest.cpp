@@ -61,6 +61,14 @@ class EveryMeetingTest : public testing::TestWithParam<ExchangeKind>
 protected:
     EveryMeetingTest() { BrowseWithManualProxy(m_user); }
 
+    void SetUp() override
+    {
+        if (KVHTTP_COUNTS_LINES)
+        {
+            GTEST_SKIP() << "what writes the counts makes calls of its own";
+        }
+    }
+
     std::vector<CMeetingPoint> FindPoints()
     {
         CMeetingRun run(GetParam(), m_user);

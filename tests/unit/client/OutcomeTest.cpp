@@ -25,4 +25,9 @@ TEST(OutcomeTest, HasASentenceOfItsOwnForEach)
     }
 }
 
+TEST(OutcomeTest, OfAComponentThatHasDoneNothingIsIdle)
+{
+    EXPECT_EQ(kvHttp::OutcomeOf(REQ_STATUS_IDLE), kvHttp::Outcome::Idle);
+}
+
 }  // namespace

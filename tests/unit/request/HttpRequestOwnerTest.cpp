@@ -174,6 +174,17 @@ TEST_F(HttpRequestOwnerTest, TracesNoFileThatItCouldNotStore)
     EXPECT_THAT(m_trace.Take(), IsEmpty());
 }
 
+TEST_F(HttpRequestOwnerTest, SaysWhenItCouldNotStoreTheUrlOrTheData)
+{
+    const std::wstring url(300, L'u');
+    const std::wstring data(400, L'd');
+    for (const std::wstring& text : {url, data})
+    {
+        const CFailingHeap memory{(text.size() + 1) * sizeof(wchar_t)};
+        EXPECT_EQ(m_pRequest->SetUrl(url.c_str(), data.c_str()), E_OUTOFMEMORY) << text.size();
+    }
+}
+
 TEST_F(HttpRequestOwnerTest, KeepsTheAnswerInMemoryWithoutAFile)
 {
     m_pRequest->SetFile(L"C:\\never-made.txt");

@@ -12,6 +12,11 @@ namespace
 
 using Qel::CThread;
 
+BOOL WINAPI FindNoModule(DWORD, LPCWSTR, HMODULE*)
+{
+    return FALSE;
+}
+
 class ThreadTest : public testing::Test
 {
 protected:
@@ -51,6 +56,16 @@ TEST_F(ThreadTest, EndsWithTheResultOfRun)
         EXPECT_TRUE(thread.WaitThreadExit(60000, true));
         EXPECT_EQ(m_script.ExitCode(started++), exitCode);
     }
+}
+
+TEST_F(ThreadTest, EndsWithTheResultOfRunWhereItsModuleIsNotFound)
+{
+    const CImportPatch modules(GetModuleHandleW(nullptr), "GetModuleHandleExW", FindNoModule);
+    CTestThread thread;
+    thread.m_run = [] { return 7u; };
+    ASSERT_TRUE(thread.Start());
+    EXPECT_TRUE(thread.WaitThreadExit(60000, true));
+    EXPECT_EQ(m_script.ExitCode(), 7u);
 }
 
 TEST_F(ThreadTest, TellsWhetherAWorkerIsInsideIt)

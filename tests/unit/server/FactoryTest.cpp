@@ -107,6 +107,11 @@ TEST_F(FactoryTest, StoresNullForAnyOtherInterface)
     EXPECT_EQ(m_pResult, nullptr);
 }
 
+TEST_F(FactoryTest, WantsAPlaceForTheInterface)
+{
+    EXPECT_EQ(m_pFactory->QueryInterface(IID_IUnknown, nullptr), E_INVALIDARG);
+}
+
 TEST_F(FactoryTest, HasTheSlotsOfIClassFactory)
 {
     IClassFactory* pFace = m_pFactory;
