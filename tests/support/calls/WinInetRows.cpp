@@ -1,4 +1,5 @@
 // The rows of WinINet, as the scripted one plays it.
+#include <windows.h>
 #include <wininet.h>
 
 #include <cstring>
