@@ -5,15 +5,15 @@
 namespace
 {
 
-constexpr size_t kStride = 32;
-constexpr std::uintptr_t kStrideBytes = kStride * sizeof(wchar_t);
+constexpr size_t kCharacters = 32;
+constexpr std::uintptr_t kStrideBytes = kCharacters * sizeof(wchar_t);
 constexpr unsigned kHighestBit = 0x8000;
 
 // The highest bit is set when one of the characters is a terminator.
 unsigned short FindTerminator(const wchar_t* stride)
 {
     unsigned short bits = 0;
-    for (size_t i = 0; i < kStride; ++i)
+    for (size_t i = 0; i < kCharacters; ++i)
     {
         bits = static_cast<unsigned short>(bits | ((stride[i] - 1) & ~stride[i]));
     }
@@ -38,7 +38,7 @@ size_t TextLength(const wchar_t* text)
     }
     while ((FindTerminator(at) & kHighestBit) == 0)
     {
-        at += kStride;
+        at += kCharacters;
     }
     while (*at != L'\0')
     {
