@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdint>
+
 // Neither can be inlined into its caller, nor be its last jump, so that the report names them.
 __declspec(noinline) bool WaitForever(HANDLE hEvent)
 {
@@ -23,7 +25,8 @@ TEST(HangingProgram, NeverEnds)
 
 TEST(HangingProgram, Crashes)
 {
-    volatile int* volatile pNowhere = nullptr;
+    // Not null, which a build that traps at undefined behaviour would find first.
+    volatile int* volatile pNowhere = reinterpret_cast<int*>(std::uintptr_t{16});
     *pNowhere = 1;
 }
 

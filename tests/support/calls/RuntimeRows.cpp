@@ -37,6 +37,7 @@ void AddBuildRows([[maybe_unused]] std::vector<CCallRow>& rows)
 #endif
 #ifndef NDEBUG
     LeaveAlone(rows, "only when an object is used on another thread than its owner's", {"DebugBreak"});
+    LeaveAlone(rows, "of the compiler's runtime, without optimisation", {"_vsnprintf", "fgetwc", "getc"});
 #endif
 }
 
