@@ -1,5 +1,7 @@
 // What the helper says when the platform has no memory, no window and no file for it, and that long paths are
 // taken whole.
+#include <algorithm>
+
 #include "support/FailingHeap.h"
 #include "unit/client/ClientTest.h"
 
@@ -28,7 +30,12 @@ decltype(&GetModuleFileNameW) g_pfnGetModuleFileName = nullptr;
 // As it is for a program whose path is longer than usual.
 DWORD WINAPI FillShortBuffers(HMODULE hModule, LPWSTR pszPath, DWORD cch)
 {
-    return cch <= MAX_PATH ? cch : g_pfnGetModuleFileName(hModule, pszPath, cch);
+    if (cch > MAX_PATH)
+    {
+        return g_pfnGetModuleFileName(hModule, pszPath, cch);
+    }
+    std::fill_n(pszPath, cch, L'\\');
+    return cch;
 }
 
 class ClientMemoryTest : public ClientTest
