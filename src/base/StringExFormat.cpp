@@ -33,19 +33,19 @@ const wchar_t* SkipDigits(const wchar_t* p)
     return p;
 }
 
-int TextLength(int length)
+int AtLeastOne(int length)
 {
     return std::max(1, length);
 }
 
 int NarrowLength(const char* text)
 {
-    return text != nullptr ? TextLength(lstrlenA(text)) : kNullTextLength;
+    return text != nullptr ? AtLeastOne(lstrlenA(text)) : kNullTextLength;
 }
 
 int WideLength(const wchar_t* text)
 {
-    return text != nullptr ? TextLength(lstrlenW(text)) : kNullTextLength;
+    return text != nullptr ? AtLeastOne(lstrlenW(text)) : kNullTextLength;
 }
 
 // Walks a format and its arguments side by side and adds up how long the text can become.
