@@ -3,7 +3,7 @@
 namespace
 {
 
-constexpr unsigned long kTimeoutS = 600;
+constexpr unsigned long kTimeoutS = 30;
 
 }  // namespace
 
@@ -54,6 +54,10 @@ void CComponentPoster::Start(const CTask& task)
 bool CComponentPoster::HasEnded()
 {
     m_pHttpRaw->GetRequestStatus(&m_status);
+    if (m_status == REQ_STATUS_TIMEOUT)
+    {
+        throw CLostEnd("the exchange has timed out");
+    }
     return m_status != REQ_STATUS_SENDING && m_status != REQ_STATUS_RECEIVING;
 }
 

@@ -130,7 +130,7 @@ void MeasureGrowth(CRecord& record, CPeakMemory& memory, int largestMB, const CC
             MakeTask(AnswerUrl(server, megabytes), 16, PreparedText(static_cast<size_t>(megabytes) * kMB));
         const std::unique_ptr<CPoster> pPoster = client.make(false);
         const bool bMemory = memory.Reset();
-        const double time = TimeExchange(client, *pPoster, task);
+        const double time = TimeExchange(record, client, *pPoster, task);
         record.Add({"figure", name + ", ms"}, {time});
         if (bMemory)
         {
@@ -149,7 +149,7 @@ void MeasureFileMemory(CRecord& record, CPeakMemory& memory, int largestMB, cons
         task.file = file;
         const std::unique_ptr<CPoster> pPoster = client.make(false);
         const bool bMemory = memory.Reset();
-        TimeExchange(client, *pPoster, task);
+        TimeExchange(record, client, *pPoster, task);
         if (!IsPreparedFile(file, megabytes * static_cast<long long>(kMB)))
         {
             throw CFailure("the file is not the expected one");

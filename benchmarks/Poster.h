@@ -15,6 +15,12 @@ struct CFailure : std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
+// An exchange whose end was not seen. The object is fit for another one.
+struct CLostEnd : CFailure
+{
+    using CFailure::CFailure;
+};
+
 struct CTask
 {
     std::wstring url;
@@ -47,6 +53,3 @@ struct CClient
     bool bMustWork = false;  // others are left out of what they cannot do
     std::function<std::unique_ptr<CPoster>(bool bManyAtOnce)> make;
 };
-
-// From Start to the taken answer. Raises CFailure when the answer is not the expected one.
-double TimeExchange(const CClient& client, CPoster& poster, const CTask& task);

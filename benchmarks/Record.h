@@ -4,6 +4,7 @@
 //   memory WORK CLIENT KB               by which one exchange of a fresh object grew it
 //   left   WORK CLIENT THREADS HANDLES  more of them after that exchange than before
 //   none   WORK CLIENT REASON           the client cannot do the work
+//   lost   CLIENT                       the end of an exchange was not seen, and the exchange repeated
 //   figure NAME VALUE                   one value of something measured apart
 #pragma once
 

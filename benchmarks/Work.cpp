@@ -10,6 +10,7 @@ namespace
 constexpr size_t kLine = 16;
 constexpr long long kLines = 65536;
 constexpr long long kPlaces = 1000;
+constexpr int kTries = 3;
 
 std::string PreparedLine(long long number)
 {
@@ -52,17 +53,38 @@ void AwaitEnd(const CClient& client, CPoster& poster)
     }
 }
 
+// The component's starter writes its status last: one that waits for a processor meanwhile writes it over the
+// end.
+double MeasureToEnd(CRecord& record, const CClient& client, const std::function<void()>& exchange)
+{
+    for (int tries = 1;; ++tries)
+    {
+        try
+        {
+            return Measure(exchange);
+        }
+        catch (const CLostEnd&)
+        {
+            record.Add({"lost", client.name});
+            if (tries == kTries)
+            {
+                throw;
+            }
+        }
+    }
+}
+
 }  // namespace
 
-double TimeExchange(const CClient& client, CPoster& poster, const CTask& task)
+double TimeExchange(CRecord& record, const CClient& client, CPoster& poster, const CTask& task)
 {
-    const double time = Measure(
-        [&]
-        {
-            poster.Start(task);
-            AwaitEnd(client, poster);
-            poster.TakeAnswer(task);
-        });
+    const double time = MeasureToEnd(record, client,
+                                     [&]
+                                     {
+                                         poster.Start(task);
+                                         AwaitEnd(client, poster);
+                                         poster.TakeAnswer(task);
+                                     });
     if (!poster.HasAnswer(task))
     {
         throw CFailure("the answer is not the expected one");
@@ -128,30 +150,30 @@ double CBenchmark::Sample(const CWork& work, const CClient& client, Posters& pos
     {
         std::unique_ptr<CPoster> pPoster;
         const double made = Measure([&] { pPoster = client.make(false); });
-        return made + TimeExchange(client, *pPoster, work.task);
+        return made + TimeExchange(m_record, client, *pPoster, work.task);
     }
     if (work.atOnce == 1)
     {
-        const double time = TimeExchange(client, *posters.front(), work.task);
+        const double time = TimeExchange(m_record, client, *posters.front(), work.task);
         if (work.bFile && !IsPreparedFile(work.task.file, m_scale.megabytes * 1048576LL))
         {
             throw CFailure("the file is not the expected one");
         }
         return time;
     }
-    const double time = Measure(
-        [&]
-        {
-            for (const auto& pPoster : posters)
-            {
-                pPoster->Start(work.task);
-            }
-            for (const auto& pPoster : posters)
-            {
-                AwaitEnd(client, *pPoster);
-                pPoster->TakeAnswer(work.task);
-            }
-        });
+    const double time = MeasureToEnd(m_record, client,
+                                     [&]
+                                     {
+                                         for (const auto& pPoster : posters)
+                                         {
+                                             pPoster->Start(work.task);
+                                         }
+                                         for (const auto& pPoster : posters)
+                                         {
+                                             AwaitEnd(client, *pPoster);
+                                             pPoster->TakeAnswer(work.task);
+                                         }
+                                     });
     if (!std::all_of(posters.begin(), posters.end(),
                      [&](const auto& pPoster) { return pPoster->HasAnswer(work.task); }))
     {

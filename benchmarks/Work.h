@@ -61,6 +61,10 @@ private:
     CProcessorClock& m_processor;
 };
 
+// From Start to the taken answer. An exchange whose end is lost is recorded and repeated. Raises CFailure
+// when the answer is not the expected one.
+double TimeExchange(CRecord& record, const CClient& client, CPoster& poster, const CTask& task);
+
 // The first length bytes of what the server's prepared files hold.
 std::string PreparedText(size_t length);
 CTask MakeTask(const std::wstring& url, size_t formLength, const std::string& answer);

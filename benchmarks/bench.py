@@ -76,7 +76,7 @@ def main():
             return 0
         with open(records, encoding="utf-8") as file:
             found = results.Results(file)
-        machine = report.describe_machine(load, module)
+        machine = report.describe_machine(load, module, found.lost)
         print("", *report.as_text(found, machine, module), sep="\n")
         if given.write:
             document.write(ROOT, found, machine, module)

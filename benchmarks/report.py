@@ -10,7 +10,7 @@ from targets import all_rows
 from wine import WINE_RUN
 
 
-def describe_machine(load, module):
+def describe_machine(load, module, lost):
     """What the figures are of: (name, text) each."""
     with open("/proc/cpuinfo", encoding="utf-8") as file:
         models = [line.split(":")[1].strip() for line in file if line.startswith("model name")]
@@ -22,6 +22,7 @@ def describe_machine(load, module):
                    f"Linux {platform.release()}",
         "Wine": version,
         "Load": f"{load:.2f} before, {os.getloadavg()[0]:.2f} after (processes that wanted a processor, last minute)",
+        "Exchanges repeated": f"{lost} (docs/limits.md: a quick end can be overwritten)",
         "Module": f"{os.path.getsize(module):,} bytes",
     }
 

@@ -36,12 +36,16 @@ class Results:
         self.memory, self.left, self.none = {}, {}, {}
         self.figures = collections.defaultdict(list)
         self.ratios = {}
+        self.lost = 0
         for line in lines:
             self.take(*line.rstrip("\n").split("\t"))
 
     def take(self, kind, name, *fields):
         if kind == "figure":
             self.figures[name].append(float(fields[0]))
+            return
+        if kind == "lost":
+            self.lost += 1
             return
         client, *values = fields
         if name not in self.works:

@@ -64,6 +64,9 @@ class ResultsTest(unittest.TestCase):
         self.assertEqual(report.cell(None), "n/a")
         self.assertIn([WORK, "XMLHTTP", "writes no file", "", "", "", ""], report.detail_table(results))
 
+    def test_repeated_exchanges_are_counted(self):
+        self.assertEqual(results_of([2.0], [2.0], "lost\tcomponent\n", "lost\tcomponent 1 ms\n").lost, 2)
+
     def test_picture_has_a_bar_for_each_ratio_that_means_something(self):
         drawn = picture.draw(results_of([2.0] * 10, [3.0] * 10, *rounds("XMLHTTP", [1.0, 9.0] * 5)))
         self.assertIn(">1.50<", drawn)
