@@ -3,7 +3,10 @@
 namespace
 {
 
-constexpr unsigned long kTimeoutS = 30;
+// An end that is lost shows only in the time-out.
+constexpr unsigned long kTimeoutS = 10;
+constexpr unsigned long kLongTimeoutS = 300;
+constexpr size_t kLongAnswer = 4 << 20;
 
 }  // namespace
 
@@ -46,7 +49,8 @@ void CComponentPoster::Start(const CTask& task)
 {
     SysFreeString(m_bstrAnswer);
     m_bstrAnswer = nullptr;
-    m_pHttpRaw->SetTimeout(kTimeoutS);
+    const bool bLong = !task.file.empty() || task.answer.size() >= kLongAnswer;
+    m_pHttpRaw->SetTimeout(bLong ? kLongTimeoutS : kTimeoutS);
     m_pHttpRaw->SetDownloadFile(task.file.c_str());
     m_pHttpRaw->PostRequest(task.url.c_str(), task.wideForm.c_str());
 }

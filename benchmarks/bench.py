@@ -69,14 +69,14 @@ def main():
     try:
         programs = STAGES.programs("bench", "the module and the benchmark", "Benchmark")
         module = os.path.join(programs, "kvHttp.dll")
-        load = os.getloadavg()[0]
+        load, stolen = os.getloadavg()[0], report.stolen_time()
         records = measure(given.form, programs)
         if given.form == "smoke":
             print("Each client has done its work.")
             return 0
         with open(records, encoding="utf-8") as file:
             found = results.Results(file)
-        machine = report.describe_machine(load, module, found.lost)
+        machine = report.describe_machine(load, stolen, module, found.lost)
         print("", *report.as_text(found, machine, module), sep="\n")
         if given.write:
             document.write(ROOT, found, machine, module)

@@ -10,11 +10,19 @@ from targets import all_rows
 from wine import WINE_RUN
 
 
-def describe_machine(load, module, lost):
+def stolen_time():
+    """Of all processors since the start, in ticks: (all of it, what the host of a virtual machine has taken away)."""
+    with open("/proc/stat", encoding="utf-8") as file:
+        ticks = [int(number) for number in file.readline().split()[1:9]]
+    return sum(ticks), ticks[7]
+
+
+def describe_machine(load, stolen, module, lost):
     """What the figures are of: (name, text) each."""
     with open("/proc/cpuinfo", encoding="utf-8") as file:
         models = [line.split(":")[1].strip() for line in file if line.startswith("model name")]
     system = platform.freedesktop_os_release()["PRETTY_NAME"]
+    all_ticks, taken = (after - before for after, before in zip(stolen_time(), stolen))
     version = subprocess.run([WINE_RUN, "--version"], stdout=subprocess.PIPE, text=True, check=False).stdout.strip()
     return {
         "Date": time.strftime("%Y-%m-%d"),
@@ -22,6 +30,7 @@ def describe_machine(load, module, lost):
                    f"Linux {platform.release()}",
         "Wine": version,
         "Load": f"{load:.2f} before, {os.getloadavg()[0]:.2f} after (processes that wanted a processor, last minute)",
+        "Taken away": f"{100 * taken / all_ticks:.1f} % of the processors' time, by the host of the virtual machine",
         "Exchanges repeated": f"{lost} (docs/limits.md: a quick end can be overwritten)",
         "Module": f"{os.path.getsize(module):,} bytes",
     }
