@@ -7,11 +7,14 @@
 
 #include "proxy/Profile.h"
 #include "support/FailingHeap.h"
+#include "support/HeapCheck.h"
 #include "support/ImportPatch.h"
 #include "support/TempFolder.h"
 
 namespace
 {
+
+constexpr char kSlowHeap[] = "a heap that looks at what is freed does so again and again as a text grows";
 
 std::vector<std::string> g_opened;
 decltype(fopen_s)* g_pfnOpen = nullptr;
@@ -102,6 +105,10 @@ TEST_F(ProfileLoadTest, ClosesTheFile)
 
 TEST_F(ProfileLoadTest, ReadsFilesOfEverySize)
 {
+    if (CHeapCheck().IsOn())
+    {
+        GTEST_SKIP() << kSlowHeap;
+    }
     for (const size_t size :
          {100u, 511u, 512u, 513u, 4095u, 4096u, 4097u, 16383u, 16384u, 16385u, 65536u, 1000000u})
     {
@@ -133,6 +140,10 @@ TEST_F(ProfileLoadTest, StaysEmptyWithoutMemoryForTheTextAndClosesTheFile)
 // would be minutes here. A linear reader takes milliseconds.
 TEST_F(ProfileLoadTest, TakesTimeInProportionToTheText)
 {
+    if (CHeapCheck().IsOn())
+    {
+        GTEST_SKIP() << kSlowHeap;
+    }
     struct Row
     {
         const char* label;
