@@ -123,7 +123,7 @@ def run(given, programs, stack):
     STAGES.run("make the Wine prefix", "prefix", WINE_RUN)
     stack.enter_context(running_wine())
     module = windows_path(os.path.join(programs, "kvHttp.dll"))
-    STAGES.run("register the module: regsvr32 kvHttp.dll", "register", WINE_TEST, "regsvr32", "/s", module)
+    STAGES.run("register the module: regsvr32 kvHttp.dll", "register", WINE_TEST, "regsvr32", module)
     if given.browser:
         named = given.browser + (f", with the proxy {given.proxy}" if given.proxy else "")
         STAGES.run(f"the default browser is now: {named}", "browser", os.path.join(ROOT, "scripts", "prepare-browser"),

@@ -194,7 +194,7 @@ fi
             with self.subTest(stage=stage):
                 code, output, calls = self.run_script(FAIL=stage.replace(" ", "\\ "))
                 self.assertEqual(code, 1)
-                self.assertRegex(output, r": failed; all that it printed: build/logs/[\w-]+\.txt\n$")
+                self.assertRegex(output, r": failed, exit code \d+; all that it printed: build/logs/[\w-]+\.txt\n$")
                 self.assertFalse([call for call in calls if call.startswith("ctest")])
 
     def test_failing_tests_fail_it(self):
