@@ -79,8 +79,13 @@ public:
     // Settings of the next exchanges.
 
     // How long the component lets each try take: it counts anew at each redirect and after each dialog. 0: a
-    // minute.
-    void SetTimeout(std::chrono::seconds timeout) noexcept { m_nTimeout = ToUnsigned(timeout.count()); }
+    // minute. At most 4,294,967 seconds: the component counts 32 bits of milliseconds.
+    void SetTimeout(std::chrono::seconds timeout) noexcept
+    {
+        constexpr unsigned long kMost = 4294967;
+        const unsigned long nTimeout = ToUnsigned(timeout.count());
+        m_nTimeout = nTimeout < kMost ? nTimeout : kMost;
+    }
     // How long an exchange may take from Post to its end, redirects and dialogs included. 0: as long as it
     // takes.
     void SetDeadline(std::chrono::milliseconds deadline) noexcept
@@ -164,13 +169,15 @@ public:
             return form.strUrl.empty() ? Outcome::NoUrl : Outcome::NoData;
         }
         m_bBusy = true;
-        m_begin = GetTickCount64();
+        const ULONGLONG begin = GetTickCount64();
         const Outcome outcome = TryStart(form);
         m_bBusy = false;
         if (outcome == Outcome::Running)
         {
+            m_begin = begin;
             m_outcome = outcome;
             m_nStatus = REQ_STATUS_SENDING;
+            m_answer = NoAnswer(m_outcome, m_nStatus);
             Report();
         }
         return outcome;
@@ -243,8 +250,9 @@ public:
     HRESULT Result() const noexcept { return m_component.Result(); }
 
     // Gives the component up, and with it what runs: the state is Outcome::Idle then, and nothing is
-    // reported. Waits until its workers have gone and dispatches messages meanwhile, those of keyboard and
-    // mouse apart. With the error dialog open that lasts until the user closes it.
+    // reported; a Post or Wait that calls this through a message returns with Outcome::Idle. Waits until its
+    // workers have gone and dispatches messages meanwhile, those of keyboard and mouse apart. With the error
+    // dialog open that lasts until the user closes it.
     void Close() noexcept
     {
         if (!m_component.IsOwner())
@@ -255,6 +263,7 @@ public:
         m_end = GetTickCount64();
         m_outcome = Outcome::Idle;
         m_nStatus = REQ_STATUS_IDLE;
+        m_answer = NoAnswer(m_outcome);
         m_bFileAbandoned = false;
         CloseComponent();
     }
@@ -309,16 +318,17 @@ private:
         {
             return outcome;
         }
+        std::wstring strFile;
         KVHTTP_TRY
         {
             // The component would complete a relative path when the answer comes.
-            m_strFile = FullPath(form.strFile);
+            strFile = FullPath(form.strFile);
         }
         KVHTTP_CATCH(const std::exception&)
         {
             return Outcome::NoMemory;
         }
-        if (!m_strFile.empty() && !CanBeWritten(m_strFile.c_str()))
+        if (!strFile.empty() && !CanBeWritten(strFile.c_str()))
         {
             return Outcome::FileNotWritable;
         }
@@ -331,12 +341,13 @@ private:
         pHttpRaw->SetTimeout(Timeout());
         pHttpRaw->SetParentWnd(m_hWndParent);
         pHttpRaw->SetTraceResponse(m_bTraceResponse ? 1 : 0);
-        pHttpRaw->SetDownloadFile(m_strFile.c_str());
+        pHttpRaw->SetDownloadFile(strFile.c_str());
         if (FAILED(pHttpRaw->PostRequest(form.strUrl.c_str(), form.strData.c_str())))
         {
             StopTimer();
             return Outcome::NoMemory;
         }
+        m_strFile.swap(strFile);
         return Outcome::Running;
     }
 

@@ -88,6 +88,25 @@ TEST_F(ClientExchangeTest, AnAnswerIsTakenOnce)
     EXPECT_EQ(again.strText, L"");
 }
 
+TEST_F(ClientExchangeTest, WhatRunsHasNoAnswerNotEvenAnEarlierOne)
+{
+    m_httpRaw.m_statuses.Always(REQ_STATUS_DONE);
+    m_httpRaw.m_answer = L"of an earlier post";
+    m_client.Start({L"u", L"d", L""});
+    ASSERT_EQ(m_client.Poll(), Outcome::Done);
+    m_client.Start({L"u", L"d", L""});
+    const Answer answer = m_client.TakeAnswer();
+    EXPECT_EQ(answer.outcome, Outcome::Running);
+    EXPECT_EQ(answer.strText, L"");
+}
+
+TEST_F(ClientExchangeTest, AsksForNoTimeoutThatTheComponentCannotCount)
+{
+    m_client.SetTimeout(4294968s);
+    m_client.Start({L"u", L"d", L""});
+    EXPECT_EQ(m_httpRaw.m_calls.front(), L"SetTimeout 4294967");
+}
+
 TEST_F(ClientExchangeTest, SaysWhenTheComponentHasNoMemory)
 {
     m_httpRaw.m_hrPost = E_FAIL;
@@ -162,6 +181,21 @@ TEST_F(ClientFileTest, SendsNothingWhenTheFileCannotBeMade)
     EXPECT_EQ(m_client.PostToFile(L"u", L"d", Path(L"no\\such\\folder")).outcome, Outcome::FileNotWritable);
     EXPECT_EQ(m_client.PostToFile(L"u", L"d", m_folder.Wide()).outcome, Outcome::FileNotWritable);
     EXPECT_THAT(m_httpRaw.m_calls, IsEmpty());
+}
+
+TEST_F(ClientFileTest, AStartOfNothingLeavesTheTimeAndTheFileOfTheLastExchange)
+{
+    const kvHttp::Form nowhere{L"u", L"d", Path(L"no\\such\\folder")};
+    EXPECT_EQ(m_client.Start(nowhere), Outcome::FileNotWritable);
+    EXPECT_EQ(m_client.State().nElapsedMs, 0u);
+    Answer("12345");
+    EXPECT_EQ(m_client.Start({L"u", L"d", Path(L"new")}), Outcome::Running);
+    s_now += 70;
+    EXPECT_EQ(m_client.Poll(), Outcome::Done);
+    s_now += 1000;
+    EXPECT_EQ(m_client.Start(nowhere), Outcome::FileNotWritable);
+    EXPECT_EQ(m_client.State().nElapsedMs, 70u);
+    EXPECT_EQ(m_client.State().nFileBytes, 5u);
 }
 
 TEST_F(ClientFileTest, ChangesNoFileBeforeTheAnswer)
