@@ -48,7 +48,8 @@ private:
     // Starts the exchange on the worker and returns at once. S_OK also when the worker could not be
     // started (REQ_STATUS_FAILED); E_FAIL when there is no memory for the request, or after the last release.
     HRESULT StartRequest();
-    bool PrepareRequest();
+    bool FindRequest(std::unique_ptr<CHttpRequest>& pNext);
+    bool Overtake(std::unique_ptr<CHttpRequest>& pNext);
     static HRESULT ReportOutOfMemory();
 
     CHttpSession m_session;

@@ -32,7 +32,8 @@ HRESULT CHttpRaw::StartRequest()
         return E_FAIL;
     }
     m_session.OpenInternet();
-    if (m_bFileLost || !PrepareRequest())
+    std::unique_ptr<CHttpRequest> pNext;
+    if (m_bFileLost || !FindRequest(pNext))
     {
         return ReportOutOfMemory();
     }
@@ -41,7 +42,8 @@ HRESULT CHttpRaw::StartRequest()
     TraceEncoded(m_settings.strUrl);
     TraceEncoded(m_settings.strData);
 
-    if (FAILED(m_pRequest->TakeSettings(m_settings)))
+    CHttpRequest& request = pNext != nullptr ? *pNext : *m_pRequest;
+    if (FAILED(request.TakeSettings(m_settings)) || !Overtake(pNext))
     {
         return ReportOutOfMemory();
     }
@@ -56,20 +58,31 @@ HRESULT CHttpRaw::ReportOutOfMemory()
     return E_FAIL;
 }
 
-// Makes m_pRequest one that no worker uses. The one of the last send is reused, unless its exchange still
-// runs: two workers on one request would corrupt it. Nothing is abandoned before its successor is there.
-bool CHttpRaw::PrepareRequest()
+// A request that no worker uses: m_pRequest, with pNext left empty, or pNext. The one of the last send is
+// reused, unless its exchange still runs: two workers on one request would corrupt it.
+bool CHttpRaw::FindRequest(std::unique_ptr<CHttpRequest>& pNext)
 {
     if (m_pRequest != nullptr && m_pRequest->IsIdle())
     {
         return true;
     }
-    std::unique_ptr<CHttpRequest> pNext = m_overtaken.TakeIdle();
+    pNext = m_overtaken.TakeIdle();
     if (pNext == nullptr)
     {
         pNext.reset(new (std::nothrow) CHttpRequest(m_session.GetHandle(), m_session.UsesProxy()));
     }
-    if (pNext == nullptr || (m_pRequest != nullptr && !m_overtaken.Keep(m_pRequest)))
+    return pNext != nullptr;
+}
+
+// Makes pNext, if any, the request of this send. Nothing is abandoned before its successor has all that it
+// needs.
+bool CHttpRaw::Overtake(std::unique_ptr<CHttpRequest>& pNext)
+{
+    if (pNext == nullptr)
+    {
+        return true;
+    }
+    if (m_pRequest != nullptr && !m_overtaken.Keep(m_pRequest))
     {
         return false;
     }

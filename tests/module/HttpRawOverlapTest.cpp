@@ -1,5 +1,6 @@
 // A send while the exchange of the last one still runs.
 #include "module/HttpRawTest.h"
+#include "support/FailingHeap.h"
 #include "support/ProcessResources.h"
 
 using testing::SizeIs;
@@ -30,6 +31,22 @@ TEST_F(HttpRawOverlapTest, StopsTheOldRequestAndServesTheNewOneByAnother)
     EXPECT_EQ(m_system.ExitCode(0), 0u);
     EXPECT_EQ(m_system.ExitCode(1), 0u);
     EXPECT_EQ(Status(), 9u) << "the outcome of the old request reached the host";
+}
+
+TEST_F(HttpRawOverlapTest, ASendThatIsRefusedLeavesTheOldRequestAlone)
+{
+    const std::wstring path(700, L'p');
+    m_winInet.m_attempts.Then(CScriptedWinInet::BlockedSend());
+    PostBlocked(1);
+    m_pHttpRaw->SetDownloadFile(path.c_str());
+    {
+        // The copy of the new exchange.
+        const CFailingHeap memory({(path.size() + 1) * sizeof(wchar_t)}, m_pModule->Handle());
+        EXPECT_EQ(StartPost(), E_FAIL);
+        EXPECT_EQ(memory.Refusals(), 1);
+    }
+    EXPECT_EQ(m_journal.Count("InternetCloseHandle(request1)"), 0u);
+    EXPECT_EQ(Status(), 5u);
 }
 
 TEST_F(HttpRawOverlapTest, LaterSendReusesTheObjectOfTheFinishedExchange)
