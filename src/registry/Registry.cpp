@@ -67,7 +67,7 @@ void CRegistry::GetCurrentUserKeyInVista(HKEY* phKey, CUserProfile& profile)
         return;
     }
 
-    // Intended: the impersonation ends before the profile is loaded.
+    // Intended: the impersonation ends before the profile is loaded, and need not succeed.
     if (pfnImpersonate(token.Get()))
     {
         pfnRevertToSelf();

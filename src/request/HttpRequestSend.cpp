@@ -42,7 +42,7 @@ std::unique_ptr<wchar_t[]> MakeObjectName(const URL_COMPONENTSW& uc)
 
 bool CHttpRequest::CheckInternetConnection(const wchar_t* /*lpszUrl*/) const
 {
-    // The platform overwrites the preset; what counts is the record of the proxy.
+    // The platform overwrites the preset; what counts is the record of the proxy. Intended: the URL does not.
     DWORD dwState = INTERNET_CONNECTION_LAN;
     if (m_bUsesProxy)
     {
@@ -152,7 +152,7 @@ SendResult CHttpRequest::SendRequest(const wchar_t* lpszPostData)
             const DWORD dwError = GetLastError();
             if (dwError == 0)
             {
-                return result;
+                return result;  // intended: the status stays, and becomes a time-out when the owner polls
             }
             TraceTextVar(kTraceError, L"GetLastError", "dwError", dwError);
             result = HandleLastError(dwError);

@@ -73,6 +73,7 @@ void CHttpRequest::UpdateLocation()
     {
         m_strUrl = szLocation;
         m_url.Crack(m_strUrl);
+        // Intended: the target that the server names is traced as it stands.
         TraceTextVar(kTraceProgress, L"Url redirected!", "szLocation", szLocation);
     }
 }

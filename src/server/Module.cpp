@@ -30,6 +30,7 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID riid, LPVOID* ppv)
 
 STDAPI DllCanUnloadNow()
 {
+    // Intended: a count of locks below zero keeps nothing loaded, one of components does.
     return g_cComponents != 0 || g_cServerLocks > 0 ? S_FALSE : S_OK;
 }
 

@@ -138,7 +138,7 @@ void CHttpSession::SetManualFlag(HINTERNET hInternet, const wchar_t* lpszProxySe
     TraceText(kTraceProgress, lpszProxyServer);
     if (!SetConnectionOptions(hInternet, options))
     {
-        TraceText(kTraceProgress, L"SetManualFlag: Error");
+        TraceText(kTraceProgress, L"SetManualFlag: Error");  // intended: without the error's number
     }
     RefreshIfNull(hInternet);
 }
