@@ -17,13 +17,14 @@
 namespace
 {
 
-//                         rounds, per turn, MB, figures, text, file, millions, looks
-constexpr CScale kSmoke = {0, 1, 1, 2, 1, 2, 1, false};  // only what is not timed
-constexpr CScale kQuick = {10, 3, 10, 50, 4, 64, 10, true};
-constexpr CScale kFull = {40, 5, 100, 200, 64, 1024, 10, true};
+//                         rounds, per turn, MB, figures, text, file, millions, pairs, looks
+constexpr CScale kSmoke = {0, 1, 1, 2, 1, 2, 1, 1, false};  // only what is not timed
+constexpr CScale kQuick = {10, 3, 10, 50, 4, 64, 10, 0, true};
+constexpr CScale kFull = {40, 5, 100, 200, 64, 1024, 10, 150, true};
 constexpr size_t kKB = 1024;
 constexpr size_t kMB = 1048576;
 constexpr size_t kSmallForm = 16;
+constexpr int kFileRounds = 10;  // the disk is slow
 
 const CScale& FindScale(const char* pszForm)
 {
@@ -70,19 +71,33 @@ std::vector<CWork> AllWork(const CScale& scale, const std::wstring& server)
     file.url = server + L"/" + std::to_wstring(static_cast<size_t>(scale.megabytes) * kMB);
     file.file = ProgramFolder() + L"benchmark.bin";
     std::vector<CWork> all = {
-        {"answer of 0 bytes", answerOf(0), scale.perTurn},
-        {"answer of 1 KB", answerOf(kKB), scale.perTurn},
-        {"answer of 49,153 bytes", answerOf(49153), scale.perTurn},
-        {"answer of 1 MB", answerOf(kMB), scale.perTurn},
-        {"form of 1 KB", formOf(kKB), scale.perTurn},
-        {"form of 64 KB", formOf(64 * kKB), scale.perTurn},
-        {"form of 10 MB", formOf(10 * kMB)},
-        {"first exchange", formOf(kKB), scale.perTurn, 1, true},
-        {"1 object", formOf(kKB), scale.perTurn, 1},
-        {"4 objects at once", formOf(kKB), scale.perTurn, 4},
-        {"16 objects at once", formOf(kKB), std::max(1, scale.perTurn / 2), 16},
-        {"file of " + std::to_string(scale.megabytes) + " MB", file, 1, 1, false, true},
+        {.name = "answer of 0 bytes", .task = answerOf(0), .perTurn = scale.perTurn, .pairs = scale.pairs},
+        {.name = "answer of 1 KB", .task = answerOf(kKB), .perTurn = scale.perTurn, .pairs = scale.pairs},
+        {.name = "answer of 49,153 bytes",
+         .task = answerOf(49153),
+         .perTurn = scale.perTurn,
+         .pairs = scale.pairs},
+        {.name = "answer of 1 MB", .task = answerOf(kMB), .perTurn = scale.perTurn},
+        {.name = "form of 1 KB", .task = formOf(kKB), .perTurn = scale.perTurn, .pairs = scale.pairs},
+        {.name = "form of 64 KB", .task = formOf(64 * kKB), .perTurn = scale.perTurn, .pairs = scale.pairs},
+        {.name = "form of 10 MB", .task = formOf(10 * kMB)},
+        {.name = "first exchange", .task = formOf(kKB), .perTurn = scale.perTurn, .bFresh = true},
+        {.name = "1 object", .task = formOf(kKB), .perTurn = scale.perTurn},
+        {.name = "4 objects at once", .task = formOf(kKB), .perTurn = scale.perTurn, .atOnce = 4},
+        {.name = "16 objects at once",
+         .task = formOf(kKB),
+         .perTurn = std::max(1, scale.perTurn / 2),
+         .atOnce = 16},
+        {.name = "file of " + std::to_string(scale.megabytes) + " MB",
+         .task = file,
+         .bFile = true,
+         .pairs = scale.pairs / 5},
     };
+    for (CWork& work : all)
+    {
+        work.rounds = scale.rounds;
+    }
+    all.back().rounds = std::min(scale.rounds, kFileRounds);
     return all;
 }
 
@@ -116,6 +131,9 @@ void Run(const CScale& scale, const std::wstring& server, CRecord& record, const
         System("ServerXMLHTTP", L"MSXML2.ServerXMLHTTP.6.0"),
         System("WinHttpRequest", L"WinHttp.WinHttpRequest.5.1"),
     };
+    CClient& unit = clients[1];
+    CClient& component = clients[3];
+    unit.bPaired = component.bPaired = true;
     CPeakMemory memory(unixProcess);
     CProcessorClock processor(clockPort, unixProcess);
     CBenchmark benchmark(scale, clients, record, memory, processor);
@@ -125,10 +143,10 @@ void Run(const CScale& scale, const std::wstring& server, CRecord& record, const
         benchmark.Run(work);
     }
     step("growth and memory");
-    MeasureGrowth(record, memory, scale.largestText, clients[1], server);
-    MeasureGrowth(record, memory, scale.largestText, clients[3], server);
+    MeasureGrowth(record, memory, scale.largestText, unit, server);
+    MeasureGrowth(record, memory, scale.largestText, component, server);
     const std::wstring file = ProgramFolder() + L"benchmark.bin";
-    MeasureFileMemory(record, memory, scale.largestFile, clients[3], server, file);
+    MeasureFileMemory(record, memory, scale.largestFile, component, server, file);
     DeleteFileW(file.c_str());
 }
 

@@ -50,6 +50,7 @@ struct CClient
     DWORD dwPollMs = 0;  // between two polls; 0: the thread only offers its processor to others
     bool bWritesFiles = false;
     bool bRunsBesideCaller = true;
+    bool bPaired = false;    // takes part in further rounds
     bool bMustWork = false;  // others are left out of what they cannot do
     std::function<std::unique_ptr<CPoster>(bool bManyAtOnce)> make;
 };

@@ -105,13 +105,17 @@ void CBenchmark::Run(const CWork& work)
                                                        Sample(work, m_clients[i], posters[i]);
                                                    });
     }
-    for (int round = 0; round < m_scale.rounds; ++round)
+    for (int round = 0; round < work.rounds; ++round)
     {
         for (const size_t i : OrderOfTurns(m_clients.size(), static_cast<size_t>(round)))
         {
             able[i] =
                 able[i] && Try(work, m_clients[i], [&] { Turn(work, m_clients[i], posters[i], round); });
         }
+    }
+    for (int pair = 0; pair < work.pairs; ++pair)
+    {
+        RunPair(work, posters, work.rounds + pair);
     }
     posters.clear();
     for (size_t i = 0; i < m_clients.size(); ++i)
@@ -180,6 +184,19 @@ double CBenchmark::Sample(const CWork& work, const CClient& client, Posters& pos
         throw CFailure("an answer is not the expected one");
     }
     return time;
+}
+
+// Each second round in the other order, so that each client follows itself and every other.
+void CBenchmark::RunPair(const CWork& work, std::vector<Posters>& posters, int round)
+{
+    for (size_t place = 0; place < m_clients.size(); ++place)
+    {
+        const size_t i = round % 2 == 0 ? place : m_clients.size() - 1 - place;
+        if (m_clients[i].bPaired)
+        {
+            Turn(work, m_clients[i], posters[i], round);
+        }
+    }
 }
 
 void CBenchmark::Turn(const CWork& work, const CClient& client, Posters& posters, int round)

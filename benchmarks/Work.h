@@ -16,6 +16,8 @@ struct CWork
     int atOnce = 1;       // exchanges that run at the same time, each of an object of its own
     bool bFresh = false;  // each sample makes its object
     bool bFile = false;
+    int rounds = 0;
+    int pairs = 0;  // further rounds of those clients alone whose difference must be told exactly
 };
 
 // In a form that is quick, full, or only shows that all works.
@@ -28,6 +30,7 @@ struct CScale
     int largestText;  // in MB, of the answers that grow in memory
     int largestFile;  // in MB, of the answers that show the memory
     int millions;     // of bytes, in the form that is encoded
+    int pairs;        // of small work
     bool bLooks;      // at memory, threads and handles
 };
 
@@ -49,6 +52,7 @@ private:
     bool CanDo(const CWork& work, const CClient& client) const;
     Posters Make(const CWork& work, const CClient& client) const;
     double Sample(const CWork& work, const CClient& client, Posters& posters) const;
+    void RunPair(const CWork& work, std::vector<Posters>& posters, int round);
     void Turn(const CWork& work, const CClient& client, Posters& posters, int round);
     void Look(const CWork& work, const CClient& client);
     // False, and recorded, when the client failed at it.

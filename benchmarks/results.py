@@ -86,7 +86,8 @@ class Results:
             return None
         key = (what, work, client, base)
         if key not in self.ratios:
-            rounds = [(table[work, client][number], table[work, base][number]) for number in table[work, base]]
+            rounds = [(table[work, client][number], mine) for number, mine in table[work, base].items()
+                      if number in table[work, client]]
             self.ratios[key] = ratio_of(rounds, statistic)
         return self.ratios[key]
 

@@ -64,6 +64,11 @@ class ResultsTest(unittest.TestCase):
         self.assertEqual(report.cell(None), "n/a")
         self.assertIn([WORK, "XMLHTTP", "writes no file", "", "", "", ""], report.detail_table(results))
 
+    def test_rounds_that_only_one_of_two_took_part_in_do_not_count(self):
+        results = results_of([2.0] * 10, [3.0] * 20)
+        self.assertAlmostEqual(results.time_ratio(WORK, "component").value, 1.5)
+        self.assertAlmostEqual(results_of([2.0] * 20, [3.0] * 10).processor_ratio(WORK, "component").value, 1.5)
+
     def test_repeated_exchanges_are_counted(self):
         self.assertEqual(results_of([2.0], [2.0], "lost\tcomponent\n", "lost\tcomponent 1 ms\n").lost, 2)
 
