@@ -100,6 +100,26 @@ TEST_F(ClientExchangeTest, WhatRunsHasNoAnswerNotEvenAnEarlierOne)
     EXPECT_EQ(answer.strText, L"");
 }
 
+TEST_F(ClientExchangeTest, APostThatAWindowClosesHasNoAnswerNotEvenAnEarlierOne)
+{
+    m_httpRaw.m_answer = L"of an earlier post";
+    m_httpRaw.m_statuses.Always(REQ_STATUS_DONE);
+    m_client.Start({L"u", L"d", L""});
+    ASSERT_EQ(m_client.Poll(), Outcome::Done);
+    m_httpRaw.m_statuses.Always(REQ_STATUS_SENDING);
+    m_client.OnMessage(
+        [this](const MSG&)
+        {
+            m_client.Close();
+            return true;
+        });
+    PostThreadMessageW(GetCurrentThreadId(), WM_APP, 0, 0);
+    const Answer answer = m_client.Post(L"u", L"d");
+    EXPECT_EQ(answer.outcome, Outcome::Idle);
+    EXPECT_EQ(answer.nStatus, static_cast<unsigned long>(REQ_STATUS_IDLE));
+    EXPECT_EQ(answer.strText, L"");
+}
+
 TEST_F(ClientExchangeTest, AsksForNoTimeoutThatTheComponentCannotCount)
 {
     m_client.SetTimeout(4294968s);

@@ -374,26 +374,6 @@ TEST_F(ClientWaitTest, CloseEndsWhatRunsAndReportsNothing)
     EXPECT_TRUE(m_client.Post(L"u", L"d")) << "with a new component";
 }
 
-TEST_F(ClientWaitTest, APostThatAWindowClosesHasNoAnswerNotEvenAnEarlierOne)
-{
-    m_httpRaw.m_answer = L"of an earlier post";
-    m_httpRaw.m_statuses.Always(REQ_STATUS_DONE);
-    m_client.Start({L"u", L"d", L""});
-    ASSERT_EQ(m_client.Poll(), Outcome::Done);
-    m_httpRaw.m_statuses.Always(REQ_STATUS_SENDING);
-    m_client.OnMessage(
-        [this](const MSG&)
-        {
-            m_client.Close();
-            return true;
-        });
-    m_window.Post({kMessage});
-    const Answer answer = m_client.Post(L"u", L"d");
-    EXPECT_EQ(answer.outcome, Outcome::Idle);
-    EXPECT_EQ(answer.nStatus, static_cast<unsigned long>(REQ_STATUS_IDLE));
-    EXPECT_EQ(answer.strText, L"");
-}
-
 TEST(ClientEndTest, GivesEverythingBack)
 {
     CScriptedHttpRaw httpRaw;
