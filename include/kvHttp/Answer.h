@@ -99,9 +99,16 @@ inline unsigned long long FileSize(const wchar_t* pszPath) noexcept
     return (static_cast<unsigned long long>(data.nFileSizeHigh) << 32) + data.nFileSizeLow;
 }
 
-// An existing file stays as it is; where there is none, none stays behind.
+// An existing file stays as it is; where there is none, none stays behind. The component makes files anew,
+// which Windows refuses for hidden and system files.
 inline bool CanBeWritten(const wchar_t* pszPath) noexcept
 {
+    const DWORD dwAttributes = GetFileAttributesW(pszPath);
+    if (dwAttributes != INVALID_FILE_ATTRIBUTES &&
+        (dwAttributes & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM)) != 0)
+    {
+        return false;
+    }
     HANDLE hFile =
         CreateFileW(pszPath, GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (hFile == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_NOT_FOUND)

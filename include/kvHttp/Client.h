@@ -87,7 +87,8 @@ public:
         m_nTimeout = nTimeout < kMost ? nTimeout : kMost;
     }
     // How long an exchange may take from Post to its end, redirects and dialogs included. 0: as long as it
-    // takes.
+    // takes. Where the answer goes into a file and a download was given up before, the worker of that one is
+    // waited for first, however long it needs.
     void SetDeadline(std::chrono::milliseconds deadline) noexcept
     {
         m_nDeadlineMs = ToUnsigned(deadline.count());
@@ -103,10 +104,10 @@ public:
     void SetTraceResponse(bool bTrace) noexcept { m_bTraceResponse = bTrace; }
 
     // Called at each change of the status, the first and the last one too, and each time the file is found to
-    // have grown, on this thread.
+    // have grown, on this thread. It must not destroy the client.
     void OnChange(std::function<void(const Progress&)> onChange) { Keep(m_pOnChange, std::move(onChange)); }
     // Asked about each message that Wait is about to dispatch; true: it is dealt with. For IsDialogMessage
-    // and the like.
+    // and the like. It must not destroy the client.
     void OnMessage(std::function<bool(MSG&)> onMessage) { Keep(m_pOnMessage, std::move(onMessage)); }
 
     // Makes the component now, so that a host learns at its start what is wrong. Outcome::Idle, or what it
@@ -124,12 +125,16 @@ public:
     }
     Answer Post(const Form& form) noexcept
     {
+        if (CannotWait())
+        {
+            return Wait();  // refuses
+        }
         const Outcome outcome = Start(form);
         return outcome == Outcome::Running ? Wait() : NoAnswer(outcome);
     }
 
     // As Post, for an answer that is no text: it is in Answer::strBytes, byte for byte. It goes through a
-    // temporary file.
+    // temporary file. No other exchange may be started meanwhile.
     Answer PostForBytes(std::wstring url, std::wstring data) noexcept
     {
         KVHTTP_TRY
@@ -169,8 +174,9 @@ public:
             return form.strUrl.empty() ? Outcome::NoUrl : Outcome::NoData;
         }
         m_bBusy = true;
+        ResetEvent(m_hCancel);
         const ULONGLONG begin = GetTickCount64();
-        const Outcome outcome = TryStart(form);
+        const Outcome outcome = TryStart(form, begin);
         m_bBusy = false;
         if (outcome == Outcome::Running)
         {
@@ -183,21 +189,22 @@ public:
         return outcome;
     }
 
-    // Pumps messages until the exchange has ended, and takes its answer. A WM_QUIT ends the exchange; it is
-    // posted again for the host's own loop.
+    // Pumps messages until the exchange has ended, and takes its answer; that of the last one where others
+    // are started meanwhile. A WM_QUIT ends the exchange; it is posted again for the host's own loop.
     Answer Wait() noexcept
     {
-        if (!m_component.IsOwner() || m_bReporting || m_bWaiting)
+        if (CannotWait())
         {
             return NoAnswer(m_component.IsOwner() ? Outcome::Busy : Outcome::OtherThread);
         }
         m_bWaiting = true;
-        while (Poll() == Outcome::Running)
+        const unsigned nClosings = m_nClosings;
+        while (Poll() == Outcome::Running && m_nClosings == nClosings)
         {
             PumpMessages();
         }
         m_bWaiting = false;
-        return TakeAnswer();
+        return m_nClosings == nClosings ? TakeAnswer() : NoAnswer(Outcome::Idle);
     }
 
     // Looks how far the exchange is: Outcome::Running until it has ended.
@@ -260,7 +267,11 @@ public:
             return;
         }
         StopTimer();
-        m_end = GetTickCount64();
+        if (m_outcome == Outcome::Running)
+        {
+            m_end = GetTickCount64();
+        }
+        ++m_nClosings;
         m_outcome = Outcome::Idle;
         m_nStatus = REQ_STATUS_IDLE;
         m_answer = NoAnswer(m_outcome);
@@ -294,6 +305,8 @@ private:
         return answer;
     }
 
+    bool CannotWait() const noexcept { return !m_component.IsOwner() || m_bReporting || m_bWaiting; }
+
     ULONGLONG ElapsedMs() const noexcept
     {
         return (m_outcome == Outcome::Running ? GetTickCount64() : m_end) - m_begin;
@@ -306,12 +319,26 @@ private:
         return bNew ? FileSize(m_strFile.c_str()) : 0;
     }
 
-    Outcome TryStart(const Form& form) noexcept
+    Outcome TryStart(const Form& form, ULONGLONG begin) noexcept
     {
         // A stopped download deletes its file by name when its worker comes to it.
         if (m_bFileAbandoned && !form.strFile.empty())
         {
-            Close();
+            const unsigned nClosings = m_nClosings;
+            m_bFileAbandoned = false;
+            CloseComponent();
+            if (m_nClosings != nClosings)
+            {
+                return Outcome::Idle;
+            }
+            if (WaitForSingleObject(m_hCancel, 0) == WAIT_OBJECT_0)
+            {
+                return Outcome::Cancelled;
+            }
+            if (m_nDeadlineMs != 0 && GetTickCount64() - begin >= m_nDeadlineMs)
+            {
+                return Outcome::DeadlinePassed;
+            }
         }
         const Outcome outcome = Open();
         if (outcome != Outcome::Idle)
@@ -336,7 +363,6 @@ private:
         {
             return Outcome::NoMemory;
         }
-        ResetEvent(m_hCancel);
         IHttpRaw* const pHttpRaw = m_component.Get();
         pHttpRaw->SetTimeout(Timeout());
         pHttpRaw->SetParentWnd(m_hWndParent);
@@ -435,7 +461,10 @@ private:
             if (msg.message == WM_QUIT)
             {
                 PostQuitMessage(static_cast<int>(msg.wParam));
+                // A report that begins the next exchange would wait for ever.
+                const bool bBusy = std::exchange(m_bBusy, true);
                 GiveUp(Outcome::QuitAsked);
+                m_bBusy = bBusy;
                 return;
             }
             const std::shared_ptr<std::function<bool(MSG&)>> pOnMessage = m_pOnMessage;
@@ -503,6 +532,7 @@ private:
     unsigned long long m_nFileBytes = 0;  // as reported last
     ULONGLONG m_begin = 0;
     ULONGLONG m_end = 0;
+    unsigned m_nClosings = 0;
     bool m_bBusy = false;  // a call of the host's is in here that must come to its end
     bool m_bWaiting = false;
     bool m_bReporting = false;

@@ -194,7 +194,11 @@ void CMainWindow::OnClose()
         return;  // a dialog over it wants its answer first
     }
     m_bCloseAsked = true;
-    if (!m_bWaiting)
+    if (m_bWaiting)
+    {
+        m_client.Close();  // so that a post that waits for the last one does not begin
+    }
+    else
     {
         EndClient();
     }

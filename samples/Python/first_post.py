@@ -70,6 +70,7 @@ def dispatch_messages():
 
 
 def main(url, data):
+    sys.stdout.reconfigure(encoding="utf-8")  # a file or a pipe would get the ANSI code page
     http = HttpRaw()
     http.call("SetTimeout", 30)
     http.call("PostRequest", url, data)

@@ -100,26 +100,6 @@ TEST_F(ClientExchangeTest, WhatRunsHasNoAnswerNotEvenAnEarlierOne)
     EXPECT_EQ(answer.strText, L"");
 }
 
-TEST_F(ClientExchangeTest, APostThatAWindowClosesHasNoAnswerNotEvenAnEarlierOne)
-{
-    m_httpRaw.m_answer = L"of an earlier post";
-    m_httpRaw.m_statuses.Always(REQ_STATUS_DONE);
-    m_client.Start({L"u", L"d", L""});
-    ASSERT_EQ(m_client.Poll(), Outcome::Done);
-    m_httpRaw.m_statuses.Always(REQ_STATUS_SENDING);
-    m_client.OnMessage(
-        [this](const MSG&)
-        {
-            m_client.Close();
-            return true;
-        });
-    PostThreadMessageW(GetCurrentThreadId(), WM_APP, 0, 0);
-    const Answer answer = m_client.Post(L"u", L"d");
-    EXPECT_EQ(answer.outcome, Outcome::Idle);
-    EXPECT_EQ(answer.nStatus, static_cast<unsigned long>(REQ_STATUS_IDLE));
-    EXPECT_EQ(answer.strText, L"");
-}
-
 TEST_F(ClientExchangeTest, AsksForNoTimeoutThatTheComponentCannotCount)
 {
     m_client.SetTimeout(4294968s);
@@ -172,6 +152,9 @@ protected:
         { std::ofstream(std::filesystem::path(m_httpRaw.m_file), std::ios::binary) << bytes; };
     }
 
+    static DWORD WINAPI Attributes(const wchar_t*) { return s_dwAttributes; }
+    static inline DWORD s_dwAttributes = 0;
+
     CTempFolder m_folder;
 };
 
@@ -216,6 +199,20 @@ TEST_F(ClientFileTest, AStartOfNothingLeavesTheTimeAndTheFileOfTheLastExchange)
     EXPECT_EQ(m_client.Start(nowhere), Outcome::FileNotWritable);
     EXPECT_EQ(m_client.State().nElapsedMs, 70u);
     EXPECT_EQ(m_client.State().nFileBytes, 5u);
+}
+
+// Windows makes no file anew in the place of such a one.
+TEST_F(ClientFileTest, SendsNothingIntoAHiddenFileOrOneOfTheSystem)
+{
+    m_folder.Write(L"old", "as it was");
+    for (const DWORD dwAttribute : {DWORD{FILE_ATTRIBUTE_HIDDEN}, DWORD{FILE_ATTRIBUTE_SYSTEM}})
+    {
+        s_dwAttributes = FILE_ATTRIBUTE_ARCHIVE | dwAttribute;
+        m_imports.Add("GetFileAttributesW", Attributes);
+        EXPECT_EQ(m_client.PostToFile(L"u", L"d", Path(L"old")).outcome, Outcome::FileNotWritable)
+            << dwAttribute;
+    }
+    EXPECT_THAT(m_httpRaw.m_calls, IsEmpty());
 }
 
 TEST_F(ClientFileTest, ChangesNoFileBeforeTheAnswer)
