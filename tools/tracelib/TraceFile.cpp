@@ -1,6 +1,7 @@
 #include "tracelib/TraceFile.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -122,7 +123,14 @@ bool CTraceFile::AppendToDisk(std::string_view lines)
     ULONGLONG size = Size();
     if (bLocked && m_nLimit != 0 && size != 0 && size + lines.size() > m_nLimit)
     {
-        SetAside();
+        try
+        {
+            SetAside();
+        }
+        catch (const std::bad_alloc&)
+        {
+            // The next line tries again.
+        }
         size = Size();
     }
     const bool bWritten = Write(lines);

@@ -51,18 +51,23 @@ bool ToSize(std::wstring_view text, ULONGLONG& size)
         shift = 10 * static_cast<int>(unit + 1);
         text.remove_suffix(1);
     }
-    if (!ToNumber(text, size))
+    ULONGLONG number = 0;
+    if (!ToNumber(text, number) || number > (MAXULONGLONG >> shift))
     {
         return false;
     }
-    size <<= shift;
+    size = number << shift;
     return true;
 }
 
 bool ToSwitch(std::wstring_view text, bool& bOn)
 {
+    if (text != L"0" && text != L"1")
+    {
+        return false;
+    }
     bOn = text == L"1";
-    return bOn || text == L"0";
+    return true;
 }
 
 std::wstring Environment(const wchar_t* pszName)

@@ -256,7 +256,9 @@ void CTraceWriter::WriteLines(const std::string& lines, unsigned long count)
     }
     text += lines;
     const ULONGLONG begin = GetTickCount64();
+    m_bWriting = true;
     const bool bWritten = m_pOutput != nullptr && m_pOutput->Write(text);
+    m_bWriting = false;
     m_bSlow = GetTickCount64() - begin > kSlowMs;
     if (bWritten)
     {
@@ -319,7 +321,8 @@ bool CTraceWriter::EndThread()
 void CTraceWriter::TakeOver()
 {
     m_bAlone = true;
-    if (m_bSlow || m_pOutput == nullptr)
+    const bool bHangs = m_bSlow && m_bWriting;
+    if (bHangs || m_pOutput == nullptr)
     {
         m_bIdle = true;
         return;

@@ -63,6 +63,7 @@ private:
     std::atomic<bool> m_bStop{false};      // the thread is to end
     std::atomic<bool> m_bAlone{false};     // no other thread is left in the process
     std::atomic<bool> m_bSlow{false};      // nobody is to wait
+    std::atomic<bool> m_bWriting{false};   // the thread is within the output
     std::atomic<int> m_inside{0};          // threads within Take
     std::atomic<size_t> m_queued{0};       // bytes
     std::atomic<unsigned long> m_lost{0};  // records

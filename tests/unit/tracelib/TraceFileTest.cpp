@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "support/FailingHeap.h"
 #include "support/ImportPatch.h"
 #include "support/TempFolder.h"
 
@@ -65,6 +66,21 @@ TEST_F(TraceFileTest, IsSetAsideBeforeItGrowsBeyondTheLimit)
     EXPECT_EQ(Content(".1"), "12345678\n");
     EXPECT_EQ(Content(".2"), "9\n") << "the oldest is gone";
     EXPECT_FALSE(Exists(".3"));
+}
+
+TEST_F(TraceFileTest, IsSetAsideLaterWhereThereIsNoMemoryForIt)
+{
+    CTraceFile file(Path(), 10, 3);
+    EXPECT_TRUE(file.Append("12345678\n"));
+    {
+        const CFailingHeap memory{0x10000};
+        EXPECT_TRUE(file.Append("next\n"));
+        EXPECT_EQ(memory.Refusals(), 1);
+    }
+    EXPECT_EQ(Content(), "12345678\nnext\n");
+    EXPECT_TRUE(file.Append("last\n"));
+    EXPECT_EQ(Content(".1"), "12345678\nnext\n");
+    EXPECT_EQ(Content(), "last\n");
 }
 
 TEST_F(TraceFileTest, LineBeyondTheLimitIsWrittenAllTheSame)

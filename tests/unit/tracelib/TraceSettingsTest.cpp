@@ -59,6 +59,15 @@ struct SizeRow
     ULONGLONG size;
 };
 
+TEST(TraceSettingsTest, ASwitchThatMakesNoSenseLeavesWhatWasSaidBefore)
+{
+    TraceSettings settings;
+    TakeIniText("debugger=1\ndebugger=yes\n", settings);
+    EXPECT_TRUE(settings.bDebugger);
+    TakeIniText("debugger=0\n", settings);
+    EXPECT_FALSE(settings.bDebugger);
+}
+
 TEST(TraceSettingsTest, SizesHaveUnits)
 {
     constexpr SizeRow kRows[] = {
@@ -73,6 +82,8 @@ TEST(TraceSettingsTest, SizesHaveUnits)
         {L"-1", false, 7},
         {L"1.5M", false, 7},
         {L"1234567890123456", false, 7},
+        {L"17179869183G", true, 17179869183 * kKilo * kKilo * kKilo},
+        {L"17179869184G", false, 7},
     };
     for (const SizeRow& row : kRows)
     {
