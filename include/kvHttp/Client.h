@@ -204,7 +204,9 @@ public:
             PumpMessages();
         }
         m_bWaiting = false;
-        return m_nClosings == nClosings ? TakeAnswer() : NoAnswer(Outcome::Idle);
+        // After a Close another exchange may have begun, or ended; its answer stays for whoever began it.
+        const bool bOther = m_nClosings != nClosings && m_outcome != Outcome::Idle;
+        return bOther ? NoAnswer(Outcome::Idle) : TakeAnswer();
     }
 
     // Looks how far the exchange is: Outcome::Running until it has ended.
@@ -270,11 +272,11 @@ public:
         if (m_outcome == Outcome::Running)
         {
             m_end = GetTickCount64();
+            m_answer = NoAnswer(Outcome::Idle);
         }
         ++m_nClosings;
         m_outcome = Outcome::Idle;
         m_nStatus = REQ_STATUS_IDLE;
-        m_answer = NoAnswer(m_outcome);
         m_bFileAbandoned = false;
         CloseComponent();
     }

@@ -73,6 +73,24 @@ TEST_F(ClientCloseTest, APostThatAWindowClosesDoesNotWaitForWhatTheWindowStarts)
     EXPECT_EQ(m_client.State().outcome, Outcome::Running) << "the window's exchange goes on";
 }
 
+TEST_F(ClientCloseTest, APostHasItsAnswerWhereTheReportOfItsEndCloses)
+{
+    m_httpRaw.m_answer = L"text";
+    m_httpRaw.m_statuses.Always(REQ_STATUS_DONE);
+    m_client.OnChange(
+        [this](const Progress& progress)
+        {
+            if (progress.outcome == Outcome::Done)
+            {
+                m_client.Close();
+            }
+        });
+    const Answer answer = m_client.Post(L"u", L"d");
+    EXPECT_EQ(answer.outcome, Outcome::Done);
+    EXPECT_EQ(answer.strText, L"text");
+    EXPECT_EQ(m_client.State().outcome, Outcome::Idle);
+}
+
 TEST_F(ClientCloseTest, APostThatCouldNotWaitDoesNotBegin)
 {
     m_httpRaw.m_statuses.Always(REQ_STATUS_DONE);
